@@ -1,0 +1,67 @@
+# How the library is compiled and linked: small, hardened, and the same bytes
+# from every directory.
+
+# launcher_code_generation(<target>): for the library's objects and the DLL.
+function(launcher_code_generation target)
+  if(MSVC OR NOT WIN32)
+    return()
+  endif()
+  set(all
+      -g
+      -ffunction-sections
+      -fdata-sections
+      -fstack-protector-strong
+      -ftrivial-auto-var-init=zero
+      # Paths in debug information. The last map that fits wins, and the build
+      # folder usually lies in the source folder.
+      -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.
+      -ffile-prefix-map=${PROJECT_BINARY_DIR}=./build)
+  # The checked C library calls need an optimising compilation.
+  set(release -Os -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  target_compile_options(
+    ${target} PRIVATE "$<$<COMPILE_LANGUAGE:CXX>:${all}>"
+                      "$<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CONFIG:Release>>:${release}>")
+  target_compile_definitions(${target} PRIVATE $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+endfunction()
+
+# launcher_link_windows(<target>): every Windows program and the DLL carry their
+# run-time with them.
+function(launcher_link_windows target)
+  if(MSVC OR NOT WIN32)
+    return()
+  endif()
+  # -fstack-protector-strong at the link brings the library of the protector and
+  # of the checked calls.
+  target_link_options(
+    ${target}
+    PRIVATE
+    -static
+    -fstack-protector-strong
+    -Wl,--gc-sections
+    -Wl,--no-insert-timestamp
+    -Wl,--dynamicbase
+    -Wl,--high-entropy-va
+    -Wl,--nxcompat)
+endfunction()
+
+# launcher_split_debug_symbols(<target>): moves the symbols from the DLL to
+# <name>.dll.debug beside it; the DLL names that file.
+function(launcher_split_debug_symbols target)
+  if(MSVC OR NOT WIN32)
+    return()
+  endif()
+  add_custom_command(
+    TARGET ${target}
+    POST_BUILD
+    # objcopy writes this time into the files instead of that of the build.
+    COMMAND ${CMAKE_COMMAND} -E env SOURCE_DATE_EPOCH=0 ${CMAKE_OBJCOPY} --only-keep-debug
+            $<TARGET_FILE:${target}> $<TARGET_FILE_NAME:${target}>.debug
+    COMMAND
+      ${CMAKE_COMMAND} -E env SOURCE_DATE_EPOCH=0 ${CMAKE_OBJCOPY} --strip-all
+      --add-gnu-debuglink=$<TARGET_FILE_NAME:${target}>.debug $<TARGET_FILE:${target}>
+    WORKING_DIRECTORY $<TARGET_FILE_DIR:${target}>
+    COMMENT "Splitting debug symbols from $<TARGET_FILE_NAME:${target}>"
+    VERBATIM)
+  set_property(TARGET ${target} APPEND PROPERTY ADDITIONAL_CLEAN_FILES
+                                                $<TARGET_FILE:${target}>.debug)
+endfunction()

@@ -1,0 +1,49 @@
+# GoogleTest is compiled from its sources, with this build's compiler and
+# sanitizers. Two files are all of it.
+set(LAUNCHER_GOOGLETEST_DIR
+    /usr/src/googletest
+    CACHE PATH "Folder with GoogleTest's sources (Debian: package googletest)")
+if(NOT EXISTS "${LAUNCHER_GOOGLETEST_DIR}/googletest/src/gtest-all.cc")
+  message(FATAL_ERROR "No GoogleTest sources in ${LAUNCHER_GOOGLETEST_DIR}: set "
+                      "LAUNCHER_GOOGLETEST_DIR, or LAUNCHER_BUILD_TESTS=OFF")
+endif()
+
+find_package(Threads REQUIRED)
+add_library(launcher_gtest STATIC EXCLUDE_FROM_ALL
+  "${LAUNCHER_GOOGLETEST_DIR}/googletest/src/gtest-all.cc"
+  "${LAUNCHER_GOOGLETEST_DIR}/googlemock/src/gmock-all.cc"
+  "${LAUNCHER_GOOGLETEST_DIR}/googlemock/src/gmock_main.cc")
+target_include_directories(launcher_gtest SYSTEM
+  PUBLIC "${LAUNCHER_GOOGLETEST_DIR}/googletest/include"
+         "${LAUNCHER_GOOGLETEST_DIR}/googlemock/include")
+target_include_directories(launcher_gtest
+  PRIVATE "${LAUNCHER_GOOGLETEST_DIR}/googletest" "${LAUNCHER_GOOGLETEST_DIR}/googlemock")
+target_link_libraries(launcher_gtest PUBLIC Threads::Threads)
+
+# launcher_add_gtest(<target> [SHARDS <n>] [TIMEOUT <seconds>] [EXCLUSIVE])
+#
+# Runs the tests of an executable as <n> ctest entries, each a process with its
+# share of the tests: a process for every single test would cost more than the
+# tests. EXCLUSIVE entries use what there is once per Windows installation (the
+# registry, pipe names, the list of processes) and never run at the same time.
+function(launcher_add_gtest target)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "EXCLUSIVE" "SHARDS;TIMEOUT" "")
+  if(NOT arg_SHARDS)
+    set(arg_SHARDS 1)
+  endif()
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 120)
+  endif()
+  math(EXPR last "${arg_SHARDS} - 1")
+  foreach(shard RANGE ${last})
+    set(name "${LAUNCHER_TEST_PREFIX}${target}.${shard}")
+    add_test(NAME ${name} COMMAND ${target})
+    set_tests_properties(
+      ${name}
+      PROPERTIES ENVIRONMENT "GTEST_TOTAL_SHARDS=${arg_SHARDS};GTEST_SHARD_INDEX=${shard}" TIMEOUT
+                 ${arg_TIMEOUT})
+    if(arg_EXCLUSIVE)
+      set_tests_properties(${name} PROPERTIES RESOURCE_LOCK windows_installation)
+    endif()
+  endforeach()
+endfunction()

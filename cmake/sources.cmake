@@ -1,0 +1,50 @@
+# The library's sources, once. Paths count from the root of the repository.
+
+# No Windows header: these are also built natively, where tests/native/ supplies
+# core/text.h and core/log.h.
+set(LAUNCHER_PORTABLE_SOURCES
+    core/event_info.cpp
+    core/words.cpp
+    gamepipe/command.cpp
+    gamepipe/frame.cpp
+    ping/ping_json.cpp
+    query/game_mode.cpp
+    query/net_message.cpp
+    query/query_json.cpp
+    query/query_response.cpp)
+
+set(LAUNCHER_WINDOWS_SOURCES
+    apps/ashgrove_app.cpp
+    apps/base_app.cpp
+    apps/directory_scan.cpp
+    apps/file_text.cpp
+    apps/games.cpp
+    apps/ostrel_app.cpp
+    apps/process_scan.cpp
+    core/app_launcher.cpp
+    core/app_string.cpp
+    core/environment.cpp
+    core/exports.cpp
+    core/helper_program.cpp
+    core/install_dir.cpp
+    core/launcher_message.cpp
+    core/log.cpp
+    core/registry.cpp
+    core/text.cpp
+    core/thread_list.cpp
+    gamepipe/generic_pellmar_command.cpp
+    gamepipe/pellmar_app_base.cpp
+    gamepipe/pipe_channel.cpp
+    gamepipe/pipe_client.cpp
+    ping/ping_batch.cpp
+    ping/ping_exchange.cpp
+    query/query_exchange.cpp
+    query/query_thread.cpp)
+
+# Only in the DLL itself: the version resource and the list of exports.
+set(LAUNCHER_DLL_SOURCES
+    core/launcher.def
+    core/launcher.rc)
+
+# System libraries that the library imports from.
+set(LAUNCHER_SYSTEM_LIBRARIES advapi32 ole32 oleaut32 shell32 user32 uuid ws2_32)
