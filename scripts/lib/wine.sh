@@ -1,28 +1,32 @@
 # Functions around this repository's own Wine installation. Sourced.
 #
 # Everything that Wine writes goes to build/wine: the prefix (drive C and the
-# registry), and a home folder, because Wine also writes menu entries and
-# fonts' caches below $HOME.
+# registry), and a home folder, because Wine also writes menu entries and caches
+# below $HOME.
 
-launcherRoot="$(cd -- "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/../.." && pwd -P)"
-wineFolder="${LAUNCHER_WINE_FOLDER:-$launcherRoot/build/wine}"
+wineFolder="$(cd -- "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/../.." && pwd -P)/build/wine"
 
-export WINEPREFIX="$wineFolder/prefix"
-export WINEARCH=win64
-export HOME="$wineFolder/home"
-export XDG_CONFIG_HOME="$HOME/.config" XDG_DATA_HOME="$HOME/.local/share"
-export XDG_CACHE_HOME="$HOME/.cache"
-# Silent: Wine's own messages would stand between the lines that tests compare.
-export WINEDEBUG="${WINEDEBUG:--all}"
-# No menu entries, and no question whether .NET and a browser shall be loaded
-# from the network.
-export WINEDLLOVERRIDES='winemenubuilder.exe=d;mscoree=;mshtml='
-# Paths with any letters: in the C locale Wine knows ASCII alone.
-export LC_ALL=C.UTF-8
-unset DISPLAY WAYLAND_DISPLAY WINELOADER WINESERVER
+# Points every Wine program that is started from here on to the installation.
+UseWine() {
+  export WINEPREFIX="$wineFolder/prefix"
+  export WINEARCH=win64
+  export HOME="$wineFolder/home"
+  export XDG_CONFIG_HOME="$HOME/.config" XDG_DATA_HOME="$HOME/.local/share"
+  export XDG_CACHE_HOME="$HOME/.cache"
+  # Silent: Wine's own messages would stand between the lines that tests compare.
+  export WINEDEBUG="${LAUNCHER_WINEDEBUG:--all}"
+  # No menu entries, and no question whether to download .NET and a browser.
+  export WINEDLLOVERRIDES='winemenubuilder.exe=d;mscoree=;mshtml='
+  # Paths with any letters: in the C locale Wine knows ASCII alone.
+  export LC_ALL=C.UTF-8
+  # The server's socket.
+  export TMPDIR="$wineFolder/tmp"
+  mkdir -p "$TMPDIR"
+  unset DISPLAY WAYLAND_DISPLAY WINELOADER WINESERVER
+}
 
-# Makes the prefix unless a finished one exists. Safe to call from several
-# processes at once.
+# Makes the installation unless a finished one exists. Several processes may call
+# this at once. UseWine first.
 PrepareWine() {
   local ready="$wineFolder/ready"
   [[ -e "$ready" ]] && return
@@ -32,13 +36,36 @@ PrepareWine() {
     [[ -e "$ready" ]] && exit
     rm -rf "$WINEPREFIX" "$HOME"
     mkdir -p "$HOME"
-    # Nothing that Wine leaves running may keep the caller's output open.
-    wineboot --init >"$wineFolder/init.log" 2>&1
+    # Into a file: what Wine leaves running must not keep the caller's output
+    # open. And 9>&-, or it would keep the lock.
+    exec >"$wineFolder/init.log" 2>&1
+    wineboot --init 9>&-
     # Windows without a screen.
-    wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f \
-      >>"$wineFolder/init.log" 2>&1
-    # Waits until the registry is on disk.
-    wineserver -w >>"$wineFolder/init.log" 2>&1
+    wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f 9>&-
+    # The registry is on disk when the server has ended.
+    wineserver -w 9>&-
     touch "$ready"
-  ) 9>"$wineFolder/lock" </dev/null
+  ) 9>"$wineFolder/lock" </dev/null || {
+    cat "$wineFolder/init.log" >&2
+    echo "Wine could not be set up in $wineFolder" >&2
+    return 1
+  }
 }
+
+# StartWine [seconds]: starts Wine's server and Windows' own background programs.
+# They stay for these seconds after the last program, or until StopWine. Started
+# by the first program instead they would keep its output open, and whoever reads
+# that would wait for them. UseWine first.
+StartWine() {
+  wineserver "-p${1-}" </dev/null >"$wineFolder/server.log" 2>&1 || true # Runs already.
+  wine cmd /c exit </dev/null >"$wineFolder/server.log" 2>&1
+}
+
+# Ends the server of this installation, with all programs in it.
+StopWine() (
+  UseWine
+  [[ -d "$WINEPREFIX" ]] || exit 0
+  wineserver -k >/dev/null 2>&1 || true # Fails when no server runs.
+  wineserver -w >/dev/null 2>&1 || true
+  rm -rf "$TMPDIR"
+)
