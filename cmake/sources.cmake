@@ -7,6 +7,7 @@ set(LAUNCHER_PORTABLE_SOURCES
     core/words.cpp
     gamepipe/command.cpp
     gamepipe/frame.cpp
+    gamepipe/generic_pellmar_command.cpp
     ping/ping_json.cpp
     query/game_mode.cpp
     query/net_message.cpp
@@ -17,12 +18,11 @@ set(LAUNCHER_WINDOWS_SOURCES
     apps/ashgrove_app.cpp
     apps/base_app.cpp
     apps/directory_scan.cpp
-    apps/file_text.cpp
     apps/games.cpp
     apps/ostrel_app.cpp
+    apps/ostrel_settings.cpp
     apps/process_scan.cpp
     core/app_launcher.cpp
-    core/app_string.cpp
     core/environment.cpp
     core/exports.cpp
     core/helper_program.cpp
@@ -32,7 +32,6 @@ set(LAUNCHER_WINDOWS_SOURCES
     core/registry.cpp
     core/text.cpp
     core/thread_list.cpp
-    gamepipe/generic_pellmar_command.cpp
     gamepipe/pellmar_app_base.cpp
     gamepipe/pipe_channel.cpp
     gamepipe/pipe_client.cpp

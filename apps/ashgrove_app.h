@@ -1,0 +1,76 @@
+// A game: found in the registry or under a given path, started through the helper, followed and
+// commanded over its pipe.
+#ifndef LAUNCHER_APPS_ASHGROVE_APP_H_
+#define LAUNCHER_APPS_ASHGROVE_APP_H_
+
+#include <string>
+#include <vector>
+
+#include "apps/base_app.h"
+#include "gamepipe/pellmar_app_base.h"
+
+namespace launcher {
+
+/// Base of all games. Nothing about the installation is kept: every operation that depends on it
+/// looks it up again (`SetupGame`), so that a game that is installed or removed meanwhile is seen.
+class AshgroveApp : public BaseApp, public PellmarAppBase {
+ public:
+  AshgroveApp(EventSink& sink, NotifyCallback hostNotifier, const std::wstring& gamePipeName,
+              const std::wstring& applicationId);
+  ~AshgroveApp() override;
+
+  bool IsInstalled() override;
+  bool SendCommand(const std::wstring& command, const std::wstring& arg1, const std::wstring& arg2,
+                   const std::wstring& arg3, const std::wstring& arg4) override;
+  bool Kill(bool flag) override;
+  bool Launch(const std::wstring& commandLine, bool launchFlag, const std::wstring& text1,
+              const std::wstring& text2, const std::wstring& text3,
+              const std::wstring& text4) override;
+  bool IsRunning() override;
+  void Poll() override;
+  std::wstring GetVersion() override;
+  std::wstring GetExtraArguments() override;
+
+  /// Looks the installation up and publishes what it finds as parameters. False when the game is not
+  /// installed; paths and parameters that an earlier success left then stay.
+  virtual bool SetupGame() = 0;
+
+  void QueueEvent(EventPtr event) override;
+
+ protected:
+  /// The common part of `SetupGame`. `x86Name` is empty for games with one executable.
+  bool _SetupGame(const std::wstring& defaultRegistryKey, const std::wstring& valueName,
+                  const std::wstring& x64Name, const std::wstring& x86Name);
+
+  /// Starts a program of the game and posts "PENDING" on success.
+  bool LaunchProgram(const std::wstring& programPath, const std::wstring& programName,
+                     const std::wstring& commandLine, bool launchFlag);
+
+  const std::wstring& GetInstallDir() const { return installDir; }
+
+ private:
+  bool ProbeRegistry(const std::wstring& defaultRegistryKey, const std::wstring& valueName,
+                     const std::wstring& x64Name, const std::wstring& x86Name, bool x86Processor);
+  void ChooseBinaryName(const std::wstring& x64Name, const std::wstring& x86Name,
+                        bool x86Processor);
+  void ProbePath();
+  unsigned long FindProcess() const;
+
+  // What was ever found out, for whoever looks at the object in a debugger. Never cleared.
+  bool probedByRegistry = false;
+  bool probed = false;
+  std::wstring installDir;
+  std::wstring binaryFullPath;
+  std::wstring binaryName;
+  std::wstring altBinaryName;
+};
+
+/// The names of the game's update directories, joined by ";".
+std::wstring ListUpdateDirectories(const std::wstring& directory);
+
+/// As `ListUpdateDirectories`, but only names that are also keys under `registryBase`.
+std::wstring ListRegisteredUpdates(const std::wstring& directory, const std::wstring& registryBase);
+
+}  // namespace launcher
+
+#endif  // LAUNCHER_APPS_ASHGROVE_APP_H_

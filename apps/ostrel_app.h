@@ -1,0 +1,41 @@
+// The game-store client that the games rely on.
+#ifndef LAUNCHER_APPS_OSTREL_APP_H_
+#define LAUNCHER_APPS_OSTREL_APP_H_
+
+#include <string>
+
+#include "apps/base_app.h"
+
+namespace launcher {
+
+/// "OSTREL-APP": told from the registry, opened through its link scheme, without a pipe and without
+/// a process that is followed.
+class OstrelApp final : public BaseApp {
+ public:
+  OstrelApp(EventSink& sink, NotifyCallback hostNotifier);
+
+  /// "OstrelLocalHostEnabled" is computed on each read and never stored; every other name is an
+  /// ordinary parameter.
+  std::wstring GetParameter(const std::wstring& name) override;
+  bool IsInstalled() override;
+  bool SendCommand(const std::wstring& command, const std::wstring& arg1, const std::wstring& arg2,
+                   const std::wstring& arg3, const std::wstring& arg4) override;
+  bool Kill(bool flag) override;
+  bool Launch(const std::wstring& commandLine, bool launchFlag, const std::wstring& text1,
+              const std::wstring& text2, const std::wstring& text3,
+              const std::wstring& text4) override;
+  bool IsRunning() override;
+  void Poll() override;
+  std::wstring GetVersion() override;
+  std::wstring GetExtraArguments() override;
+
+ private:
+  bool SetupGame();
+
+  std::wstring registryKey;
+  std::wstring urlScheme;
+};
+
+}  // namespace launcher
+
+#endif  // LAUNCHER_APPS_OSTREL_APP_H_

@@ -1,0 +1,171 @@
+#include "apps/ostrel_settings.h"
+
+#include <msxml.h>
+#include <objbase.h>
+#include <oleauto.h>
+#include <shlobj.h>
+
+#include <string>
+
+#include "core/log.h"
+
+namespace launcher {
+namespace {
+
+constexpr wchar_t kLabel[] = L"OstrelApp::IsOstrelLocalHostEnabled";
+
+constexpr CLSID kDomDocumentClass = {
+    0x2933BF90, 0x7B36, 0x11D2, {0xB2, 0x0E, 0x00, 0xC0, 0x4F, 0x98, 0x3E, 0x60}};
+constexpr IID kDomDocumentInterface = {
+    0x2933BF81, 0x7B36, 0x11D2, {0xB2, 0x0E, 0x00, 0xC0, 0x4F, 0x98, 0x3E, 0x60}};
+constexpr KNOWNFOLDERID kRoamingAppData = {
+    0x3EB685DB, 0x65F9, 0x4CF6, {0xA0, 0x3A, 0xE3, 0xEF, 0x65, 0x72, 0x9F, 0x3D}};
+
+/// Holds one reference to a COM object.
+template <typename Interface>
+class ComPointer {
+ public:
+  ComPointer() = default;
+  ComPointer(const ComPointer&) = delete;
+  ComPointer& operator=(const ComPointer&) = delete;
+  ~ComPointer() {
+    if (object != nullptr) object->Release();
+  }
+  Interface** put() { return &object; }
+  Interface* get() const { return object; }
+  Interface* operator->() const { return object; }
+  explicit operator bool() const { return object != nullptr; }
+
+ private:
+  Interface* object = nullptr;
+};
+
+/// A COM string.
+class ComString {
+ public:
+  explicit ComString(const std::wstring& value)
+      : text(SysAllocStringLen(value.data(), static_cast<UINT>(value.size()))) {
+    if (text == nullptr) throw ComError{E_OUTOFMEMORY};
+  }
+  ComString(const ComString&) = delete;
+  ComString& operator=(const ComString&) = delete;
+  ~ComString() { SysFreeString(text); }
+  BSTR get() const { return text; }
+
+ private:
+  BSTR text;
+};
+
+class ComVariant {
+ public:
+  ComVariant() { VariantInit(&value); }
+  ComVariant(const ComVariant&) = delete;
+  ComVariant& operator=(const ComVariant&) = delete;
+  ~ComVariant() { VariantClear(&value); }
+  VARIANT* put() { return &value; }
+
+  bool Equals(const wchar_t* text) const {
+    if (value.vt != VT_BSTR) return false;
+    const ComString other(text);
+    return VarBstrCmp(value.bstrVal, other.get(), LOCALE_USER_DEFAULT, 0) ==
+           static_cast<HRESULT>(VARCMP_EQ);
+  }
+
+ private:
+  VARIANT value;
+};
+
+/// COM on this thread, for a scope. Some hosts have it in another threading mode already; their COM
+/// is then used as it is.
+class ComScope {
+ public:
+  ComScope() : initialised(SUCCEEDED(CoInitialize(nullptr))) {}
+  ComScope(const ComScope&) = delete;
+  ComScope& operator=(const ComScope&) = delete;
+  ~ComScope() {
+    if (initialised) CoUninitialize();
+  }
+
+ private:
+  bool initialised;
+};
+
+/// The roaming application-data folder.
+class RoamingFolder {
+ public:
+  RoamingFolder() : found(SUCCEEDED(SHGetKnownFolderPath(kRoamingAppData, 0, nullptr, &path))) {}
+  RoamingFolder(const RoamingFolder&) = delete;
+  RoamingFolder& operator=(const RoamingFolder&) = delete;
+  ~RoamingFolder() { CoTaskMemFree(path); }
+  explicit operator bool() const { return found; }
+  const wchar_t* get() const { return path; }
+
+ private:
+  PWSTR path = nullptr;
+  bool found;
+};
+
+bool LoadDocument(IXMLDOMDocument& document, const std::wstring& path) {
+  // Otherwise `load` may return before the file is read.
+  document.put_async(VARIANT_FALSE);
+  const ComString pathString(path);
+  VARIANT source;
+  VariantInit(&source);
+  source.vt = VT_BSTR;
+  source.bstrVal = pathString.get();
+  VARIANT_BOOL loaded = VARIANT_FALSE;
+  return document.load(source, &loaded) == S_OK && loaded != VARIANT_FALSE;
+}
+
+// Reads an attribute of a node. False when the node has none of that name; comments and texts between
+// the elements have no attributes at all.
+bool ReadAttribute(IXMLDOMNode& node, const wchar_t* name, ComVariant& value) {
+  ComPointer<IXMLDOMNamedNodeMap> attributes;
+  if (node.get_attributes(attributes.put()) != S_OK || !attributes) return false;
+  ComPointer<IXMLDOMNode> attribute;
+  const ComString attributeName(name);
+  if (attributes->getNamedItem(attributeName.get(), attribute.put()) != S_OK || !attribute) {
+    return false;
+  }
+  return attribute->get_nodeValue(value.put()) == S_OK;
+}
+
+// The first setting of that name decides; without one, or without a value, the mode is enabled.
+bool IsEnabledIn(IXMLDOMDocument& document) {
+  ComPointer<IXMLDOMElement> root;
+  if (document.get_documentElement(root.put()) != S_OK || !root) return true;
+  ComPointer<IXMLDOMNodeList> children;
+  if (root->get_childNodes(children.put()) != S_OK || !children) return true;
+  for (;;) {
+    ComPointer<IXMLDOMNode> child;
+    if (children->nextNode(child.put()) != S_OK || !child) return true;
+    ComVariant key;
+    if (!ReadAttribute(*child.get(), L"key", key) || !key.Equals(L"LocalHostEnabled")) continue;
+    ComVariant value;
+    return !ReadAttribute(*child.get(), L"value", value) || !value.Equals(L"false");
+  }
+}
+
+}  // namespace
+
+bool IsOstrelLocalHostEnabled() {
+  const RoamingFolder folder;
+  if (!folder) {
+    LogLine(L"%s: Failed to get the known folder for Ostrel lookup (FOLDERID_RoamingAppData)\n",
+            kLabel);
+    return false;
+  }
+  const std::wstring path = std::wstring(folder.get()) + L"\\Ostrel\\local.xml";
+  const ComScope com;
+  ComPointer<IXMLDOMDocument> document;
+  const HRESULT made =
+      CoCreateInstance(kDomDocumentClass, nullptr, CLSCTX_ALL, kDomDocumentInterface,
+                       reinterpret_cast<void**>(document.put()));
+  if (FAILED(made) || !document || !LoadDocument(*document.get(), path)) {
+    LogLine(L"%s: Failed to parse Ostrel xml from path %s\n", kLabel, path.c_str());
+    return false;
+  }
+  return IsEnabledIn(*document.get());
+}
+
+}  // namespace launcher

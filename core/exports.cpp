@@ -1,0 +1,35 @@
+// The four exports. The host's header is the contract; everything else stays inside the DLL.
+#include <cstdlib>
+#include <new>
+
+#include "core/app_launcher.h"
+#include "core/version.h"
+#include "launcher/launcher.h"
+
+extern "C" {
+
+extern const unsigned int g_LauncherABIVersion = LAUNCHER_ABI_VERSION;
+extern const wchar_t g_LauncherVersion[4] = LAUNCHER_VERSION_WIDE;
+
+ILauncher* CreateLauncher(void* plugin, NotifyCallback notifier) {
+  try {
+    return new launcher::AppLauncher(plugin, notifier);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+void DestroyLauncher(ILauncher* launcher) {
+  if (launcher != nullptr) launcher->Destroy(launcher::AppLauncher::kFreeMemory);
+}
+
+}  // extern "C"
+
+#ifdef __MINGW32__
+namespace __gnu_cxx {
+// Takes the place of the run-time's handler, which prints the name of an escaped exception: a third
+// of the DLL's size would be its name decoder and formatted output. An escaped exception still ends
+// the process.
+void __verbose_terminate_handler() { std::abort(); }  // NOLINT(bugprone-reserved-identifier)
+}  // namespace __gnu_cxx
+#endif

@@ -1,0 +1,103 @@
+#include "query/net_message.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "core/log.h"
+
+namespace launcher {
+namespace {
+
+[[noreturn]] void FailRead(std::size_t count, std::size_t cursor, std::size_t size) {
+  LogLine("%s: Attempting read %u bytes from offset %u from stream of %u bytes\n",
+          "NetMessage::SegmentRead", static_cast<unsigned int>(count),
+          static_cast<unsigned int>(cursor), static_cast<unsigned int>(size));
+  throw NetMessageException();
+}
+
+[[noreturn]] void FailWrite(std::size_t count, std::size_t cursor, std::size_t size) {
+  LogLine("%s: Attempting write %u bytes to offset %u to stream of %u bytes\n",
+          "NetMessage::SegmentWrite", static_cast<unsigned int>(count),
+          static_cast<unsigned int>(cursor), static_cast<unsigned int>(size));
+  throw NetMessageException();
+}
+
+template <typename Number>
+Number FromBigEndian(const std::uint8_t* bytes) {
+  std::uint64_t value = 0;
+  for (std::size_t i = 0; i < sizeof(Number); ++i) value = value << 8 | bytes[i];
+  return static_cast<Number>(value);
+}
+
+template <typename Number>
+void ToBigEndian(Number value, std::uint8_t (&bytes)[sizeof(Number)]) {
+  for (std::size_t i = sizeof(Number); i-- > 0; value >>= 8) {
+    bytes[i] = static_cast<std::uint8_t>(value & 0xFF);
+  }
+}
+
+}  // namespace
+
+NetMessage NetMessage::MakeOutgoing() { return {kCapacity, true}; }
+
+NetMessage NetMessage::MakeIncoming() { return {0, false}; }
+
+NetMessage::NetMessage(std::size_t bound, bool forWriting)
+    : data(std::make_unique_for_overwrite<std::uint8_t[]>(kCapacity)),
+      size(bound),
+      writable(forWriting) {}
+
+NetMessage::~NetMessage() = default;
+
+// Room is tested by subtraction, so that no sum can overflow: the cursor never passes the size.
+const std::uint8_t* NetMessage::Take(std::size_t count) {
+  if (count > size - cursor) FailRead(count, cursor, size);
+  const std::uint8_t* const bytes = data.get() + cursor;
+  cursor += count;
+  return bytes;
+}
+
+void NetMessage::SegmentRead(void* destination, std::size_t count) {
+  std::memcpy(destination, Take(count), count);
+}
+
+std::uint8_t NetMessage::ReadByte() { return *Take(sizeof(std::uint8_t)); }
+
+std::uint16_t NetMessage::Read16() {
+  return FromBigEndian<std::uint16_t>(Take(sizeof(std::uint16_t)));
+}
+
+std::uint32_t NetMessage::Read32() {
+  return FromBigEndian<std::uint32_t>(Take(sizeof(std::uint32_t)));
+}
+
+std::uint64_t NetMessage::Read64() {
+  return FromBigEndian<std::uint64_t>(Take(sizeof(std::uint64_t)));
+}
+
+std::string_view NetMessage::ReadString() {
+  const std::size_t length = ReadByte();
+  if (length > 0) SegmentRead(stringBuffer, length);
+  stringBuffer[length] = '\0';
+  return stringBuffer;
+}
+
+void NetMessage::SegmentWrite(std::span<const std::uint8_t> bytes) {
+  if (bytes.size() > size - cursor) FailWrite(bytes.size(), cursor, size);
+  std::copy(bytes.begin(), bytes.end(), data.get() + cursor);
+  cursor += bytes.size();
+}
+
+void NetMessage::SegmentWrite(std::uint32_t value) {
+  std::uint8_t bytes[sizeof(value)];
+  ToBigEndian(value, bytes);
+  SegmentWrite(bytes);
+}
+
+void NetMessage::SegmentWrite(std::uint64_t value) {
+  std::uint8_t bytes[sizeof(value)];
+  ToBigEndian(value, bytes);
+  SegmentWrite(bytes);
+}
+
+}  // namespace launcher

@@ -1,0 +1,19 @@
+// The text in which a server query's result reaches the host.
+#ifndef LAUNCHER_QUERY_QUERY_JSON_H_
+#define LAUNCHER_QUERY_QUERY_JSON_H_
+
+#include <string>
+
+#include "query/query_result.h"
+
+namespace launcher {
+
+/// The result as text in the shape of a JSON object, every line ended by a newline: the header, the
+/// mode's section if one holds data, the teams. The shape is fixed to the byte, uneven indents,
+/// trailing blanks, and numbers of which some are quoted, included: pages cut it up by text search.
+/// Nothing is escaped. docs/formats.md shows one whole.
+std::wstring BuildQueryJson(const QueryResult& result);
+
+}  // namespace launcher
+
+#endif  // LAUNCHER_QUERY_QUERY_JSON_H_

@@ -1,0 +1,54 @@
+#include "query/query_thread.h"
+
+#include <exception>
+#include <new>
+#include <utility>
+
+#include "core/log.h"
+#include "query/query_json.h"
+
+namespace launcher {
+namespace {
+
+void PostResult(const QueryRequest& request) {
+  const std::wstring json = BuildQueryJson(request.result);
+  EventFields fields;
+  fields.source = request.requestId;
+  fields.name = L"QueryServerResult";
+  fields.arguments[0] = request.requestText2;
+  fields.arguments[1] = json;
+  request.launcher.QueueEvent(EventInfo::Create(fields));
+}
+
+void RunQuery(QueryRequest& request) {
+  try {
+    QueryThreadProc(request);
+  } catch (const std::exception&) {
+    LogLine(L"%s: Query request %s (%s) failed with exception\n", L"AppLauncher::QueryThreadWrap",
+            request.requestText2.c_str(), request.gameIdText.c_str());
+    request.result.status = L"ERROR_MARSHALLING_EXCEPTION";
+  }
+  PostResult(request);
+}
+
+}  // namespace
+
+std::unique_ptr<QueryRequest> MakeQueryRequest(EventSink& sink, const wchar_t* requestId,
+                                               const wchar_t* requestText2,
+                                               const wchar_t* gameIdText, const wchar_t* address,
+                                               std::uint32_t port) {
+  return std::unique_ptr<QueryRequest>(
+      new QueryRequest{requestId, sink, requestText2, gameIdText, address, port, {}});
+}
+
+DWORD WINAPI QueryThreadWrap(void* context) {
+  const std::unique_ptr<QueryRequest> request(static_cast<QueryRequest*>(context));
+  try {
+    RunQuery(*request);
+  } catch (const std::bad_alloc&) {
+    // There is no memory for a result either, and the host must live on.
+  }
+  return 0;
+}
+
+}  // namespace launcher
