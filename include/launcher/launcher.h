@@ -35,6 +35,10 @@
 #error "launcher.h is for C++ hosts; C hosts include launcher_c.h"
 #endif
 
+#ifdef LAUNCHER_LAUNCHER_C_H_
+#error "a file that uses both headers includes launcher.h first"
+#endif
+
 #if defined(LAUNCHER_BUILDING_DLL) || !defined(_WIN32)
 #define LAUNCHER_API
 #else
