@@ -11,7 +11,8 @@ function(launcher_code_generation target)
       -ffunction-sections
       -fdata-sections
       -fstack-protector-strong
-      -ftrivial-auto-var-init=zero
+      # clang 14 has this for experiments only.
+      $<$<CXX_COMPILER_ID:GNU>:-ftrivial-auto-var-init=zero>
       # Paths in debug information. The last map that fits wins, and the build
       # folder usually lies in the source folder.
       -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.
