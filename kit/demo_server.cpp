@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "kit/console.h"
-#include "kit/wire.h"
+#include "kit/query_wire.h"
 
 namespace {
 
