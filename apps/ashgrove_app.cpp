@@ -62,15 +62,15 @@ std::vector<std::wstring> UpdateNames(const std::wstring& directory) {
 }  // namespace
 
 AshgroveApp::AshgroveApp(EventSink& sink, NotifyCallback hostNotifier,
-                         const std::wstring& gamePipeName, const std::wstring& applicationId)
+                         const wchar_t* gamePipeName, const wchar_t* applicationId)
     : BaseApp(sink, hostNotifier, applicationId),
       PellmarAppBase(sink, gamePipeName, applicationId) {}
 
 AshgroveApp::~AshgroveApp() = default;
 
-bool AshgroveApp::_SetupGame(const std::wstring& defaultRegistryKey,
-                             const std::wstring& valueName, const std::wstring& x64Name,
-                             const std::wstring& x86Name) {
+bool AshgroveApp::_SetupGame(const wchar_t* defaultRegistryKey,
+                             const wchar_t* valueName, const wchar_t* x64Name,
+                             const wchar_t* x86Name) {
   const std::wstring method = GetParameter(L"probeMethod");
   const bool x86Processor = IsX86Processor();
   if (method == L"path") {
@@ -84,7 +84,7 @@ bool AshgroveApp::_SetupGame(const std::wstring& defaultRegistryKey,
             binaryFullPath.c_str(), errno);
     return false;
   }
-  SetParameter(L"APP_VERSION", ReadVersionFile(installDir));
+  SetParameter(L"APP_VERSION", ReadVersionFile(installDir).c_str());
   probed = true;
   // A doubled backslash, as in UpdateNames().
   SetParameter(L"PUNKBUSTER_INSTALLED",
@@ -92,9 +92,9 @@ bool AshgroveApp::_SetupGame(const std::wstring& defaultRegistryKey,
   return true;
 }
 
-bool AshgroveApp::ProbeRegistry(const std::wstring& defaultRegistryKey,
-                                const std::wstring& valueName, const std::wstring& x64Name,
-                                const std::wstring& x86Name,
+bool AshgroveApp::ProbeRegistry(const wchar_t* defaultRegistryKey,
+                                const wchar_t* valueName, const wchar_t* x64Name,
+                                const wchar_t* x86Name,
                                 bool x86Processor) {
   LogLine(L"%s: Using probe method registry\n", kSetupLabel);
   probedByRegistry = true;
@@ -111,9 +111,9 @@ bool AshgroveApp::ProbeRegistry(const std::wstring& defaultRegistryKey,
     return false;
   }
   std::wstring directory;
-  status = QueryText(key, valueName.c_str(), kInstallDirBytes, directory);
+  status = QueryText(key, valueName, kInstallDirBytes, directory);
   if (status != ERROR_SUCCESS) {
-    LogLine(L"%s: Probe failed, unable to query %s (%d)\n", kSetupLabel, valueName.c_str(),
+    LogLine(L"%s: Probe failed, unable to query %s (%d)\n", kSetupLabel, valueName,
             static_cast<int>(status));
     return false;
   }
@@ -132,9 +132,9 @@ bool AshgroveApp::ProbeRegistry(const std::wstring& defaultRegistryKey,
   return true;
 }
 
-void AshgroveApp::ChooseBinaryName(const std::wstring& x64Name, const std::wstring& x86Name,
+void AshgroveApp::ChooseBinaryName(const wchar_t* x64Name, const wchar_t* x86Name,
                                    bool x86Processor) {
-  const bool wantsX64 = !x86Processor || x86Name.empty();
+  const bool wantsX64 = !x86Processor || *x86Name == L'\0';
   // Testers force the 32-bit games with the variable, whatever its value. A game without a 32-bit
   // executable then has an empty name.
   if (wantsX64 && !ReadEnvironment(L"KOVLAUNCH_FAKE_X86")) {
@@ -156,26 +156,26 @@ void AshgroveApp::ProbePath() {
 
 bool AshgroveApp::IsInstalled() { return SetupGame(); }
 
-bool AshgroveApp::Launch(const std::wstring& commandLine, bool launchFlag,
-                         const std::wstring& /*text1*/, const std::wstring& /*text2*/,
-                         const std::wstring& /*text3*/, const std::wstring& /*text4*/) {
+bool AshgroveApp::Launch(const wchar_t* commandLine, bool launchFlag,
+                         const wchar_t* /*text1*/, const wchar_t* /*text2*/,
+                         const wchar_t* /*text3*/, const wchar_t* /*text4*/) {
   if (!SetupGame()) {
     LogLine(L"%s: Game is not properly probed, aborting\n", L"AshgroveApp::Launch");
     return false;
   }
-  return LaunchProgram(binaryFullPath, binaryName, commandLine, launchFlag);
+  return LaunchProgram(binaryFullPath.c_str(), binaryName.c_str(), commandLine, launchFlag);
 }
 
-bool AshgroveApp::LaunchProgram(const std::wstring& programPath, const std::wstring& programName,
-                                const std::wstring& commandLine, bool launchFlag) {
-  if (!DoLaunch(installDir, programPath, programName, commandLine, launchFlag)) return false;
+bool AshgroveApp::LaunchProgram(const wchar_t* programPath, const wchar_t* programName,
+                                const wchar_t* commandLine, bool launchFlag) {
+  if (!DoLaunch(installDir.c_str(), programPath, programName, commandLine, launchFlag)) return false;
   PostStateChange(GetEventSink(), GetId(), L"PENDING");
   return true;
 }
 
-bool AshgroveApp::SendCommand(const std::wstring& command, const std::wstring& arg1,
-                              const std::wstring& arg2, const std::wstring& arg3,
-                              const std::wstring& arg4) {
+bool AshgroveApp::SendCommand(const wchar_t* command, const wchar_t* arg1,
+                              const wchar_t* arg2, const wchar_t* arg3,
+                              const wchar_t* arg4) {
   if (client == nullptr) {
     LogLine("%s: Not connected, aborting\n", kSendLabel);
     return false;

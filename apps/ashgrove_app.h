@@ -15,17 +15,17 @@ namespace launcher {
 /// looks it up again (`SetupGame`), so that a game that is installed or removed meanwhile is seen.
 class AshgroveApp : public BaseApp, public PellmarAppBase {
  public:
-  AshgroveApp(EventSink& sink, NotifyCallback hostNotifier, const std::wstring& gamePipeName,
-              const std::wstring& applicationId);
+  AshgroveApp(EventSink& sink, NotifyCallback hostNotifier, const wchar_t* gamePipeName,
+              const wchar_t* applicationId);
   ~AshgroveApp() override;
 
   bool IsInstalled() override;
-  bool SendCommand(const std::wstring& command, const std::wstring& arg1, const std::wstring& arg2,
-                   const std::wstring& arg3, const std::wstring& arg4) override;
+  bool SendCommand(const wchar_t* command, const wchar_t* arg1, const wchar_t* arg2,
+                   const wchar_t* arg3, const wchar_t* arg4) override;
   bool Kill(bool flag) override;
-  bool Launch(const std::wstring& commandLine, bool launchFlag, const std::wstring& text1,
-              const std::wstring& text2, const std::wstring& text3,
-              const std::wstring& text4) override;
+  bool Launch(const wchar_t* commandLine, bool launchFlag, const wchar_t* text1,
+              const wchar_t* text2, const wchar_t* text3,
+              const wchar_t* text4) override;
   bool IsRunning() override;
   void Poll() override;
   std::wstring GetVersion() override;
@@ -39,19 +39,19 @@ class AshgroveApp : public BaseApp, public PellmarAppBase {
 
  protected:
   /// The common part of `SetupGame`. `x86Name` is empty for games with one executable.
-  bool _SetupGame(const std::wstring& defaultRegistryKey, const std::wstring& valueName,
-                  const std::wstring& x64Name, const std::wstring& x86Name);
+  bool _SetupGame(const wchar_t* defaultRegistryKey, const wchar_t* valueName,
+                  const wchar_t* x64Name, const wchar_t* x86Name);
 
   /// Starts a program of the game and posts "PENDING" on success.
-  bool LaunchProgram(const std::wstring& programPath, const std::wstring& programName,
-                     const std::wstring& commandLine, bool launchFlag);
+  bool LaunchProgram(const wchar_t* programPath, const wchar_t* programName,
+                     const wchar_t* commandLine, bool launchFlag);
 
   const std::wstring& GetInstallDir() const { return installDir; }
 
  private:
-  bool ProbeRegistry(const std::wstring& defaultRegistryKey, const std::wstring& valueName,
-                     const std::wstring& x64Name, const std::wstring& x86Name, bool x86Processor);
-  void ChooseBinaryName(const std::wstring& x64Name, const std::wstring& x86Name,
+  bool ProbeRegistry(const wchar_t* defaultRegistryKey, const wchar_t* valueName,
+                     const wchar_t* x64Name, const wchar_t* x86Name, bool x86Processor);
+  void ChooseBinaryName(const wchar_t* x64Name, const wchar_t* x86Name,
                         bool x86Processor);
   void ProbePath();
   unsigned long FindProcess() const;

@@ -2,6 +2,7 @@
 #ifndef LAUNCHER_APPS_BASE_APP_H_
 #define LAUNCHER_APPS_BASE_APP_H_
 
+#include <functional>
 #include <map>
 #include <string>
 
@@ -12,25 +13,24 @@ namespace launcher {
 
 /// An application: its identifier, its parameters, and the means to start it through the helper. All
 /// calls come on the host's thread. The virtual operations correspond one to one to the host's slots.
+/// Text arguments are never null and only read during the call.
 class BaseApp {
  public:
   /// `sink` outlives the application.
-  BaseApp(EventSink& sink, NotifyCallback hostNotifier, std::wstring applicationId);
+  BaseApp(EventSink& sink, NotifyCallback hostNotifier, const wchar_t* applicationId);
   BaseApp(const BaseApp&) = delete;
   BaseApp& operator=(const BaseApp&) = delete;
   virtual ~BaseApp();
 
-  virtual void SetParameter(const std::wstring& name, const std::wstring& value);
+  virtual void SetParameter(const wchar_t* name, const wchar_t* value);
   /// The value, or an empty text when the parameter was never set.
-  virtual std::wstring GetParameter(const std::wstring& name);
+  virtual std::wstring GetParameter(const wchar_t* name);
   virtual bool IsInstalled() = 0;
-  virtual bool SendCommand(const std::wstring& command, const std::wstring& arg1,
-                           const std::wstring& arg2, const std::wstring& arg3,
-                           const std::wstring& arg4) = 0;
+  virtual bool SendCommand(const wchar_t* command, const wchar_t* arg1, const wchar_t* arg2,
+                           const wchar_t* arg3, const wchar_t* arg4) = 0;
   virtual bool Kill(bool flag) = 0;
-  virtual bool Launch(const std::wstring& commandLine, bool launchFlag, const std::wstring& text1,
-                      const std::wstring& text2, const std::wstring& text3,
-                      const std::wstring& text4) = 0;
+  virtual bool Launch(const wchar_t* commandLine, bool launchFlag, const wchar_t* text1,
+                      const wchar_t* text2, const wchar_t* text3, const wchar_t* text4) = 0;
   virtual bool IsRunning() = 0;
   virtual void Poll() = 0;
   virtual std::wstring GetVersion() = 0;
@@ -41,14 +41,13 @@ class BaseApp {
  protected:
   /// Asks the helper to start a program. The fields travel in one line, separated by "|", with no
   /// quoting. Shows a message box, and waits for it, when the shell cannot start the helper.
-  static bool DoLaunch(const std::wstring& workDir, const std::wstring& binaryPath,
-                       const std::wstring& binaryName, const std::wstring& commandLine,
-                       bool launchFlag);
+  static bool DoLaunch(const wchar_t* workDir, const wchar_t* binaryPath,
+                       const wchar_t* binaryName, const wchar_t* commandLine, bool launchFlag);
 
   EventSink& GetEventSink() const { return eventSink; }
 
  private:
-  std::map<std::wstring, std::wstring> parameters;
+  std::map<std::wstring, std::wstring, std::less<>> parameters;
   std::wstring id;
   // Kept for embedders of the class; events go through `eventSink`, which calls it.
   [[maybe_unused]] NotifyCallback host;

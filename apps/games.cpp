@@ -1,7 +1,5 @@
 #include "apps/games.h"
 
-#include <utility>
-
 #include "core/log.h"
 
 namespace launcher {
@@ -38,34 +36,34 @@ bool TAVRGame::SetupGame() {
                   kNoX86Name)) {
     return false;
   }
-  SetParameter(kExpansions, ListUpdateDirectories(GetInstallDir()));
+  SetParameter(kExpansions, ListUpdateDirectories(GetInstallDir()).c_str());
   return true;
 }
 
-bool TAVRGame::Launch(const std::wstring& commandLine, bool launchFlag,
-                      const std::wstring& /*text1*/, const std::wstring& /*text2*/,
-                      const std::wstring& /*text3*/, const std::wstring& /*text4*/) {
+bool TAVRGame::Launch(const wchar_t* commandLine, bool launchFlag,
+                      const wchar_t* /*text1*/, const wchar_t* /*text2*/,
+                      const wchar_t* /*text3*/, const wchar_t* /*text4*/) {
   if (!SetupGame()) {
     LogLine(L"%s: Game is not properly probed, aborting\n", L"TAVRGame::Launch");
     return false;
   }
   // The directory ends in a backslash already; helpers get the doubled one.
   const std::wstring starter = GetInstallDir() + L"\\" + L"Launcher.exe";
-  return LaunchProgram(starter, L"Launcher.exe", commandLine, launchFlag);
+  return LaunchProgram(starter.c_str(), L"Launcher.exe", commandLine, launchFlag);
 }
 
-TamsinGame::TamsinGame(EventSink& sink, NotifyCallback hostNotifier, std::wstring gameRegistryKey,
-                       std::wstring gameValueName, std::wstring gameX64Name,
-                       std::wstring gameX86Name, const std::wstring& applicationId)
+TamsinGame::TamsinGame(EventSink& sink, NotifyCallback hostNotifier, const wchar_t* gameRegistryKey,
+                       const wchar_t* gameValueName, const wchar_t* gameX64Name,
+                       const wchar_t* gameX86Name, const wchar_t* applicationId)
     : AshgroveApp(sink, hostNotifier, kTamsinPipe, applicationId),
-      registryKey(std::move(gameRegistryKey)),
-      valueName(std::move(gameValueName)),
-      x64Name(std::move(gameX64Name)),
-      x86Name(std::move(gameX86Name)) {}
+      registryKey(gameRegistryKey),
+      valueName(gameValueName),
+      x64Name(gameX64Name),
+      x86Name(gameX86Name) {}
 
 bool TamsinGame::SetupGame() {
   if (!_SetupGame(registryKey, valueName, x64Name, x86Name)) return false;
-  SetParameter(kExpansions, ListRegisteredUpdates(GetInstallDir(), kTamsinUpdatesKey));
+  SetParameter(kExpansions, ListRegisteredUpdates(GetInstallDir(), kTamsinUpdatesKey).c_str());
   return true;
 }
 
@@ -86,7 +84,7 @@ BrennaGame::BrennaGame(EventSink& sink, NotifyCallback hostNotifier)
 
 bool BrennaGame::SetupGame() {
   if (!_SetupGame(kBrennaKey, kInstallDirValue, L"ag4.exe", L"ag4_x86.exe")) return false;
-  SetParameter(kExpansions, ListRegisteredUpdates(GetInstallDir(), kBrennaKey));
+  SetParameter(kExpansions, ListRegisteredUpdates(GetInstallDir(), kBrennaKey).c_str());
   return true;
 }
 
@@ -110,7 +108,7 @@ bool SolanoGame::SetupGame() {
                   kNoX86Name)) {
     return false;
   }
-  SetParameter(kExpansions, ListUpdateDirectories(GetInstallDir()));
+  SetParameter(kExpansions, ListUpdateDirectories(GetInstallDir()).c_str());
   return true;
 }
 

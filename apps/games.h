@@ -16,24 +16,25 @@ class TAVRGame final : public AshgroveApp {
  public:
   TAVRGame(EventSink& sink, NotifyCallback hostNotifier);
   bool SetupGame() override;
-  bool Launch(const std::wstring& commandLine, bool launchFlag, const std::wstring& text1,
-              const std::wstring& text2, const std::wstring& text3,
-              const std::wstring& text4) override;
+  bool Launch(const wchar_t* commandLine, bool launchFlag, const wchar_t* text1,
+              const wchar_t* text2, const wchar_t* text3,
+              const wchar_t* text4) override;
 };
 
 /// "TAMSIN-BETA2-GAME" and "TAMSIN-MAINLINE-GAME": one class for two entries.
 class TamsinGame final : public AshgroveApp {
  public:
-  TamsinGame(EventSink& sink, NotifyCallback hostNotifier, std::wstring gameRegistryKey,
-             std::wstring gameValueName, std::wstring gameX64Name, std::wstring gameX86Name,
-             const std::wstring& applicationId);
+  TamsinGame(EventSink& sink, NotifyCallback hostNotifier, const wchar_t* gameRegistryKey,
+             const wchar_t* gameValueName, const wchar_t* gameX64Name,
+             const wchar_t* gameX86Name, const wchar_t* applicationId);
   bool SetupGame() override;
 
  private:
-  std::wstring registryKey;
-  std::wstring valueName;
-  std::wstring x64Name;
-  std::wstring x86Name;
+  // Constants of the catalogue, not owned.
+  const wchar_t* registryKey;
+  const wchar_t* valueName;
+  const wchar_t* x64Name;
+  const wchar_t* x86Name;
 };
 
 /// "TAMSIN-CTE-GAME".

@@ -1,5 +1,7 @@
 #include "apps/ostrel_app.h"
 
+#include <string_view>
+
 #include "apps/ostrel_settings.h"
 #include "core/log.h"
 #include "core/registry.h"
@@ -37,31 +39,31 @@ bool OstrelApp::SetupGame() {
   }
   // Kept open on purpose: only the failure path closes the key.
   static_cast<void>(key.release());
-  SetParameter(L"APP_VERSION", version);
+  SetParameter(L"APP_VERSION", version.c_str());
   return true;
 }
 
-std::wstring OstrelApp::GetParameter(const std::wstring& name) {
-  if (name == L"OstrelLocalHostEnabled") return IsOstrelLocalHostEnabled() ? L"true" : L"false";
+std::wstring OstrelApp::GetParameter(const wchar_t* name) {
+  if (std::wstring_view(name) == L"OstrelLocalHostEnabled") return IsOstrelLocalHostEnabled() ? L"true" : L"false";
   return BaseApp::GetParameter(name);
 }
 
 bool OstrelApp::IsInstalled() { return SetupGame(); }
 
-bool OstrelApp::SendCommand(const std::wstring& /*command*/, const std::wstring& /*arg1*/,
-                            const std::wstring& /*arg2*/, const std::wstring& /*arg3*/,
-                            const std::wstring& /*arg4*/) {
+bool OstrelApp::SendCommand(const wchar_t* /*command*/, const wchar_t* /*arg1*/,
+                            const wchar_t* /*arg2*/, const wchar_t* /*arg3*/,
+                            const wchar_t* /*arg4*/) {
   return false;
 }
 
 bool OstrelApp::Kill(bool /*flag*/) { return false; }
 
-bool OstrelApp::Launch(const std::wstring& commandLine, bool /*launchFlag*/,
-                       const std::wstring& /*text1*/, const std::wstring& /*text2*/,
-                       const std::wstring& /*text3*/, const std::wstring& /*text4*/) {
+bool OstrelApp::Launch(const wchar_t* commandLine, bool /*launchFlag*/,
+                       const wchar_t* /*text1*/, const wchar_t* /*text2*/,
+                       const wchar_t* /*text3*/, const wchar_t* /*text4*/) {
   if (!SetupGame()) return false;
   // The link takes the place of the program, and there is nothing else to say about it.
-  return DoLaunch({}, urlScheme + commandLine, {}, {}, false);
+  return DoLaunch(L"", (urlScheme + commandLine).c_str(), L"", L"", false);
 }
 
 bool OstrelApp::IsRunning() { return false; }

@@ -16,14 +16,14 @@ class OstrelApp final : public BaseApp {
 
   /// "OstrelLocalHostEnabled" is computed on each read and never stored; every other name is an
   /// ordinary parameter.
-  std::wstring GetParameter(const std::wstring& name) override;
+  std::wstring GetParameter(const wchar_t* name) override;
   bool IsInstalled() override;
-  bool SendCommand(const std::wstring& command, const std::wstring& arg1, const std::wstring& arg2,
-                   const std::wstring& arg3, const std::wstring& arg4) override;
+  bool SendCommand(const wchar_t* command, const wchar_t* arg1, const wchar_t* arg2,
+                   const wchar_t* arg3, const wchar_t* arg4) override;
   bool Kill(bool flag) override;
-  bool Launch(const std::wstring& commandLine, bool launchFlag, const std::wstring& text1,
-              const std::wstring& text2, const std::wstring& text3,
-              const std::wstring& text4) override;
+  bool Launch(const wchar_t* commandLine, bool launchFlag, const wchar_t* text1,
+              const wchar_t* text2, const wchar_t* text3,
+              const wchar_t* text4) override;
   bool IsRunning() override;
   void Poll() override;
   std::wstring GetVersion() override;

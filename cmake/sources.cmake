@@ -30,6 +30,7 @@ set(LAUNCHER_WINDOWS_SOURCES
     core/launcher_message.cpp
     core/log.cpp
     core/registry.cpp
+    core/runtime_trim.cpp
     core/text.cpp
     core/thread_list.cpp
     gamepipe/pellmar_app_base.cpp

@@ -1,5 +1,4 @@
 // The four exports. The host's header is the contract; everything else stays inside the DLL.
-#include <cstdlib>
 #include <new>
 
 #include "core/app_launcher.h"
@@ -24,12 +23,3 @@ void DestroyLauncher(ILauncher* launcher) {
 }
 
 }  // extern "C"
-
-#ifdef __MINGW32__
-namespace __gnu_cxx {
-// Takes the place of the run-time's handler, which prints the name of an escaped exception: a third
-// of the DLL's size would be its name decoder and formatted output. An escaped exception still ends
-// the process.
-void __verbose_terminate_handler() { std::abort(); }  // NOLINT(bugprone-reserved-identifier)
-}  // namespace __gnu_cxx
-#endif

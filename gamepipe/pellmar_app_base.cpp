@@ -9,7 +9,7 @@
 namespace launcher {
 namespace {
 
-vorn::CommandHandler* MakeHandler(CommandEventReceiver& receiver, const std::wstring& appId) {
+vorn::CommandHandler* MakeHandler(CommandEventReceiver& receiver, const wchar_t* appId) {
   return std::make_unique<vorn::CommandHandler>(
              std::make_unique<GenericPellmarCommand>(receiver, appId))
       .release();
@@ -17,8 +17,8 @@ vorn::CommandHandler* MakeHandler(CommandEventReceiver& receiver, const std::wst
 
 }  // namespace
 
-PellmarAppBase::PellmarAppBase(EventSink& sink, const std::wstring& gamePipeName,
-                               const std::wstring& applicationId)
+PellmarAppBase::PellmarAppBase(EventSink& sink, const wchar_t* gamePipeName,
+                               const wchar_t* applicationId)
     : handler(MakeHandler(*this, applicationId)),
       pipeName(gamePipeName),
       appId(applicationId),

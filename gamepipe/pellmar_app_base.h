@@ -19,8 +19,7 @@ namespace launcher {
 class PellmarAppBase : public CommandEventReceiver {
  public:
   /// `sink` outlives the object.
-  PellmarAppBase(EventSink& sink, const std::wstring& gamePipeName,
-                 const std::wstring& applicationId);
+  PellmarAppBase(EventSink& sink, const wchar_t* gamePipeName, const wchar_t* applicationId);
   PellmarAppBase(const PellmarAppBase&) = delete;
   PellmarAppBase& operator=(const PellmarAppBase&) = delete;
   virtual ~PellmarAppBase();
