@@ -1,7 +1,6 @@
 #include "query/net_message.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "core/log.h"
 
@@ -58,7 +57,7 @@ const std::uint8_t* NetMessage::Take(std::size_t count) {
 }
 
 void NetMessage::SegmentRead(void* destination, std::size_t count) {
-  std::memcpy(destination, Take(count), count);
+  std::copy_n(Take(count), count, static_cast<std::uint8_t*>(destination));
 }
 
 std::uint8_t NetMessage::ReadByte() { return *Take(sizeof(std::uint8_t)); }
