@@ -36,6 +36,8 @@ std::wstring WithWideStrings(const wchar_t* format) {
   return result;
 }
 
+void AppendNarrow(const char* format, va_list arguments) LAUNCHER_PRINTF_FORMAT(1, 0);
+
 void AppendNarrow(const char* format, va_list arguments) {
   char line[kMaxLine];
   std::vsnprintf(line, sizeof(line), format, arguments);
