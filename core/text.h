@@ -2,6 +2,7 @@
 #ifndef LAUNCHER_CORE_TEXT_H_
 #define LAUNCHER_CORE_TEXT_H_
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -13,8 +14,12 @@ std::string WideToUtf8(const std::wstring& wide);
 /// Converts UTF-8 to UTF-16. Invalid bytes become U+FFFD; an embedded zero ends the text.
 std::wstring Utf8ToWide(const std::string& narrow);
 
-/// As `Utf8ToWide`, but appends to `wide`. `narrow` must be followed by a zero byte in memory.
-void AppendUtf8ToWide(std::string_view narrow, std::wstring& wide);
+/// What a text of `narrowSize` bytes may need when it is converted, terminator and spare included.
+constexpr std::size_t WideCapacity(std::size_t narrowSize) { return narrowSize + 2; }
+
+/// As `Utf8ToWide`, but into memory of the caller's, `WideCapacity(narrow.size())` characters. A zero
+/// byte must stand behind `narrow`. Returns the length of the text, which is terminated.
+std::size_t Utf8ToWide(std::string_view narrow, wchar_t* wide);
 
 }  // namespace launcher
 

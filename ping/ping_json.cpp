@@ -23,7 +23,7 @@ std::wstring BuildPingJson(const PingInfos& infos) {
          << (&info + 1 == last ? L"\t}\n" : L"\t},\n");
   }
   json << L"]\n";
-  return json.Take();
+  return std::wstring(json.Text());
 }
 
 }  // namespace launcher

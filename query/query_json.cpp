@@ -11,8 +11,10 @@ namespace {
 // Lengths of the fixed texts and usual numbers, rounded up, so that most results need memory once.
 constexpr std::size_t kHeaderLength = 1024;
 constexpr std::size_t kTeamLength = 128;
-constexpr std::size_t kPlayerLength = 288;
 constexpr std::size_t kEntryLength = 128;
+
+// What a player takes at most, the texts left out: 201 characters of fixed text and eight numbers.
+constexpr std::size_t kPlayerLength = 256 + 8 * WideWriter::kMaxDigits;
 
 // Closes an entry of a list whose entries are indented by eight.
 std::wstring_view EntryClose(bool last) { return last ? L"        }\n" : L"        },\n"; }
@@ -135,14 +137,13 @@ void WriteModeSection(WideAppender& json, const QueryResult& result) {
 }
 
 void WritePlayer(WideAppender& json, const PlayerRecord& player, bool last) {
-  json << L"        \"" << player.playerId
-       << L"\":\n        {\n          \"name\": \"" << player.name
-       << L"\",\n          \"tag\": \"" << player.tag << L"\",\n          \"rank\": " << player.rank
-       << L",\n          \"score\": " << player.score << L",\n          \"kills\": "
-       << player.kills << L",\n          \"deaths\": " << player.deaths
-       << L",\n          \"squad\": " << player.squad << L",\n          \"role\": " << player.role
-       << L" \n"
-       << EntryClose(last);
+  WideWriter out = json.Begin(kPlayerLength + player.name.size() + player.tag.size());
+  out << L"        \"" << player.playerId << L"\":\n        {\n          \"name\": \"" << player.name
+      << L"\",\n          \"tag\": \"" << player.tag << L"\",\n          \"rank\": " << player.rank
+      << L",\n          \"score\": " << player.score << L",\n          \"kills\": " << player.kills
+      << L",\n          \"deaths\": " << player.deaths << L",\n          \"squad\": "
+      << player.squad << L",\n          \"role\": " << player.role << L" \n" << EntryClose(last);
+  json.End(out);
 }
 
 void WriteTeams(WideAppender& json, const std::vector<TeamRecord>& teams) {
@@ -176,7 +177,7 @@ std::wstring BuildQueryJson(const QueryResult& result) {
   WriteModeSection(json, result);
   WriteTeams(json, result.teams);
   json << L"}\n";
-  return json.Take();
+  return std::wstring(json.Text());
 }
 
 }  // namespace launcher

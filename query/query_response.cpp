@@ -1,7 +1,8 @@
 #include "query/query_response.h"
 
 #include <cstddef>
-#include <utility>
+#include <string>
+#include <string_view>
 
 #include "core/log.h"
 #include "core/text.h"
@@ -39,10 +40,10 @@ constexpr std::size_t kKillraceEntrySize = 5;
 constexpr std::size_t kSeizeTheBannerEntrySize = 7;
 constexpr std::size_t kVesselStrikeEntrySize = 4;
 
-std::wstring ReadText(NetMessage& message) {
-  std::wstring text;
-  AppendUtf8ToWide(message.ReadString(), text);
-  return text;
+std::wstring ReadText(NetMessage& message) { return Utf8ToWide(std::string(message.ReadString())); }
+
+std::wstring_view ReadText(NetMessage& message, TextArena& texts) {
+  return texts.Keep(Utf8ToWide(message.ReadString(), texts.Free()));
 }
 
 // Reads whole entries only. The bytes that are left of a section whose length is no multiple of the
@@ -171,12 +172,12 @@ void ReadTeams(NetMessage& message, std::vector<TeamRecord>& teams) {
   for (std::size_t i = 1; i < teamCount; ++i) teams[i].faction = message.ReadByte();
 }
 
-PlayerRecord ReadPlayer(NetMessage& message, std::uint8_t version) {
+PlayerRecord ReadPlayer(NetMessage& message, std::uint8_t version, TextArena& texts) {
   const bool hasWideRankAndRole = version >= kVersionWithWideRankAndRole;
   PlayerRecord player;
   player.playerId = message.Read64();
-  player.name = ReadText(message);
-  player.tag = ReadText(message);
+  player.name = ReadText(message, texts);
+  player.tag = ReadText(message, texts);
   player.rank = hasWideRankAndRole ? message.Read16() : message.ReadByte();
   player.score = message.Read32();
   player.kills = message.Read16();
@@ -203,10 +204,13 @@ void QueryParseResponse(QueryResult& result, NetMessage& message) {
   if (sectionLength > 0) ReadModeSection(message, sectionLength, result);
   ReadMapAndRound(message, serverState, result);
   ReadTeams(message, result.teams);
+  // No text takes more characters than bytes on the wire.
+  result.texts.Reserve(WideCapacity(message.Size()));
   for (std::size_t team = 0; team < result.teams.size(); ++team) {
     TeamRecord& record = result.teams[team];
+    record.players.reserve(record.playerCount);
     for (std::size_t i = 0; i < record.playerCount; ++i) {
-      record.players.push_back(ReadPlayer(message, version));
+      record.players.push_back(ReadPlayer(message, version, result.texts));
     }
     if (record.players.size() != record.playerCount) {
       LogLine(

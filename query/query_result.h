@@ -2,17 +2,42 @@
 #ifndef LAUNCHER_QUERY_QUERY_RESULT_H_
 #define LAUNCHER_QUERY_QUERY_RESULT_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace launcher {
 
+/// Memory for the players' texts, in one block: a server may send hundreds of them.
+class TextArena {
+ public:
+  /// Makes room for texts that take `size` characters together, terminators included.
+  void Reserve(std::size_t size) { memory = std::make_unique_for_overwrite<wchar_t[]>(size); }
+
+  /// Where the next text goes.
+  wchar_t* Free() { return memory.get() + used; }
+
+  /// Keeps the text that was written to `Free()`. Stays valid as long as the arena, moved or not.
+  std::wstring_view Keep(std::size_t length) {
+    const std::wstring_view text(Free(), length);
+    used += length;
+    return text;
+  }
+
+ private:
+  std::unique_ptr<wchar_t[]> memory;
+  std::size_t used = 0;
+};
+
 struct PlayerRecord {
   std::uint64_t playerId = 0;
-  std::wstring name;
-  std::wstring tag;
+  /// In the result's `texts`.
+  std::wstring_view name;
+  std::wstring_view tag;
   std::uint16_t rank = 0;
   std::uint32_t score = 0;
   std::uint16_t kills = 0;
@@ -90,6 +115,7 @@ struct QueryResult {
   std::vector<ArmsLadderPlayer> armsLadderPlayers;
   TeamScores<SeizeTheBannerScore> seizeTheBannerScores;
   TeamScores<VesselStrikeScore> vesselStrikeScores;
+  TextArena texts;
 };
 
 }  // namespace launcher

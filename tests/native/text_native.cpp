@@ -70,18 +70,21 @@ std::string WideToUtf8(const std::wstring& wide) {
   return narrow;
 }
 
-void AppendUtf8ToWide(std::string_view narrow, std::wstring& wide) {
+std::size_t Utf8ToWide(std::string_view narrow, wchar_t* wide) {
   narrow = narrow.substr(0, narrow.find('\0'));
+  wchar_t* end = wide;
   while (!narrow.empty()) {
     const Decoded decoded = DecodeOne(narrow);
-    wide += static_cast<wchar_t>(decoded.codePoint);
+    *end++ = static_cast<wchar_t>(decoded.codePoint);
     narrow.remove_prefix(decoded.length);
   }
+  *end = L'\0';
+  return static_cast<std::size_t>(end - wide);
 }
 
 std::wstring Utf8ToWide(const std::string& narrow) {
-  std::wstring wide;
-  AppendUtf8ToWide(narrow, wide);
+  std::wstring wide(WideCapacity(narrow.size()), L'\0');
+  wide.resize(Utf8ToWide(narrow, wide.data()));
   return wide;
 }
 
