@@ -63,6 +63,11 @@ InstallPackages() {
 # Only one script at a time works in build/. The lock is descriptor 8; tools that
 # leave something running get 8>&-.
 LockBuildFolder() {
+  # A script that is run by a script works under that one's lock.
+  if [[ "${LAUNCHER_BUILD_LOCK:-}" == "$root" ]]; then
+    return
+  fi
+  export LAUNCHER_BUILD_LOCK=$root
   mkdir -p build
   exec 8>build/lock
   if ! flock --nonblock 8; then
