@@ -93,7 +93,8 @@ inline void CheckReads(ByteSpan data) {
   const ByteSpan received = input.Bytes(input.Byte());
   auto message = launcher::NetMessage::MakeIncoming();
   // Bytes of an earlier, longer datagram stand behind the received ones.
-  std::fill_n(message.Buffer(), launcher::NetMessage::kCapacity, std::uint8_t{0x5A});
+  constexpr std::size_t kLongerThanAny = 1024;
+  std::fill_n(message.Buffer(), kLongerThanAny, std::uint8_t{0x5A});
   FillIncoming(message, received);
   Input model(received);
   std::size_t left = received.size();
