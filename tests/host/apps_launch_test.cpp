@@ -1,0 +1,347 @@
+// How a game is started through the helper program.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/support/dll_host.h"
+#include "tests/support/environment_variable.h"
+#include "tests/support/game_installation.h"
+#include "tests/support/helper_installation.h"
+#include "tests/support/import_redirector.h"
+#include "tests/support/log_of.h"
+#include "tests/support/message_box_closer.h"
+#include "tests/support/text.h"
+
+namespace test_support {
+namespace {
+
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::IsEmpty;
+
+bool LaunchBrenna(DllHost& host, const wchar_t* commandLine, bool flag = true) {
+  return host->Launch(kBrennaId, commandLine, flag, L"", L"", L"", L"");
+}
+
+/// The lines of a launch up to the start of the helper.
+std::string LaunchLines(const GameInstallation& game, const std::string& commandLine) {
+  const std::string directory = Narrow(game.InstallDir());
+  return "BaseApp::DoLaunch:102: Launching:\n"
+         ">>> BinaryName:  ag4.exe\n"
+         ">>> BinaryPath:  " +
+         directory +
+         "ag4.exe\n"
+         ">>> CommandLine: " +
+         commandLine +
+         "\n"
+         ">>> WorkDir:     " +
+         directory + "\n";
+}
+
+TEST(AppsLaunch, SuccessIsLoggedStepByStepAndPosted) {
+  const HelperInstallation helper;
+  const GameInstallation game;
+  DllHost host;
+  const ShellRecorder shell(host.Module());
+  bool launched = false;
+  const std::string log = LogOf([&] { launched = LaunchBrenna(host, L"-windowed -x 1"); });
+  EXPECT_TRUE(launched);
+  EXPECT_EQ(log,
+            "BaseApp::GetParameter: Parameter probeMethod not set, returning empty\n"
+            "AshgroveApp::_SetupGame: Using probe method registry\n"
+            "BaseApp::GetParameter: Parameter registryKey not set, returning empty\n"
+            "AshgroveApp::_SetupGame: Using registry key SOFTWARE\\Hollin Games\\Ashgrove 4\n"
+            "BaseApp::GetParameter: Parameter binaryName not set, returning empty\n"
+            "BaseApp::SetParameter: Setting parameter APP_VERSION to \n"
+            "BaseApp::SetParameter: Setting parameter PUNKBUSTER_INSTALLED to 0\n"
+            "BaseApp::SetParameter: Setting parameter EXPANSIONS_INSTALLED to \n" +
+                LaunchLines(game, "-windowed -x 1") + ">>> Success!\n");
+  EXPECT_THAT(host.Drain(), ElementsAre(Event{L"BRENNA-GAME", L"StateChanged", {L"PENDING"}}));
+  EXPECT_EQ(host.Notifications().CallCount(), 1);
+}
+
+TEST(AppsLaunch, HelperIsStartedThroughTheShell) {
+  const HelperInstallation helper;
+  const GameInstallation game;
+  DllHost host;
+  const ShellRecorder shell(host.Module());
+  EXPECT_TRUE(LaunchBrenna(host, L"-windowed"));
+  ASSERT_EQ(shell.Calls().size(), 1U);
+  const ShellCall call = shell.Calls()[0];
+  EXPECT_EQ(call.size, 112U);
+  EXPECT_EQ(call.mask, 0x00100400U);
+  EXPECT_EQ(call.window, nullptr);
+  EXPECT_EQ(call.verb, L"open");
+  EXPECT_EQ(call.file, helper.HelperPath());
+  EXPECT_EQ(call.parameters, L"YES|SW_SHOWNA|" + game.InstallDir() + L"ag4.exe|ag4.exe|" +
+                                 game.InstallDir() + L"|-windowed");
+  EXPECT_FALSE(call.hasDirectory);
+  EXPECT_EQ(call.show, 1);
+}
+
+TEST(AppsLaunch, RestOfTheShellRecordIsZero) {
+  const HelperInstallation helper;
+  const GameInstallation game;
+  DllHost host;
+  IMPORT_HOOK(ShellExecuteExW)
+  shell(host.Module(), [](SHELLEXECUTEINFOW* info) {
+    EXPECT_EQ(info->hInstApp, nullptr);
+    EXPECT_EQ(info->lpIDList, nullptr);
+    EXPECT_EQ(info->lpClass, nullptr);
+    EXPECT_EQ(info->hkeyClass, nullptr);
+    EXPECT_EQ(info->dwHotKey, 0U);
+    EXPECT_EQ(info->hIcon, nullptr);
+    EXPECT_EQ(info->hProcess, nullptr);
+    return TRUE;
+  });
+  EXPECT_TRUE(LaunchBrenna(host, L""));
+  EXPECT_EQ(shell.CallCount(), 1U);
+}
+
+TEST(AppsLaunch, FlagIsTheFirstField) {
+  const HelperInstallation helper;
+  const GameInstallation game;
+  DllHost host;
+  const ShellRecorder shell(host.Module());
+  EXPECT_TRUE(LaunchBrenna(host, L"c", true));
+  EXPECT_TRUE(LaunchBrenna(host, L"c", false));
+  const std::wstring rest =
+      L"|SW_SHOWNA|" + game.InstallDir() + L"ag4.exe|ag4.exe|" + game.InstallDir() + L"|c";
+  EXPECT_EQ(shell.Calls().at(0).parameters, L"YES" + rest);
+  EXPECT_EQ(shell.Calls().at(1).parameters, L"NO" + rest);
+}
+
+TEST(AppsLaunch, NothingIsQuotedOrEscaped) {
+  const HelperInstallation helper;
+  const GameInstallation game;
+  DllHost host;
+  const ShellRecorder shell(host.Module());
+  EXPECT_TRUE(LaunchBrenna(host, L"a|b \"c d\" %x% \u00fc"));
+  EXPECT_THAT(shell.Calls().at(0).parameters, EndsWith(L"\\|a|b \"c d\" %x% \u00fc"));
+}
+
+TEST(AppsLaunch, FurtherTextsHaveNoEffect) {
+  const HelperInstallation helper;
+  const GameInstallation game;
+  DllHost host;
+  const ShellRecorder shell(host.Module());
+  EXPECT_TRUE(host->Launch(kBrennaId, L"c", true, L"1", L"2", L"3", L"4"));
+  EXPECT_TRUE(host->Launch(kBrennaId, L"c", true, L"", L"", L"", L""));
+  EXPECT_EQ(shell.Calls().at(0).parameters, shell.Calls().at(1).parameters);
+  const Event pending{L"BRENNA-GAME", L"StateChanged", {L"PENDING"}};
+  EXPECT_THAT(host.Drain(), ElementsAre(pending, pending));
+}
+
+TEST(AppsLaunch, StartupInformationIsReadFirst) {
+  const HelperInstallation helper;
+  const GameInstallation game;
+  DllHost host;
+  const ShellRecorder shell(host.Module());
+  const StreamCapture log;
+  std::string logBefore;
+  IMPORT_HOOK(GetStartupInfoW) startup(host.Module());
+  startup.SetReplacement([&](STARTUPINFOW* info) {
+    logBefore = log.Text();
+    startup.CallOriginal(info);
+  });
+  EXPECT_TRUE(LaunchBrenna(host, L""));
+  EXPECT_EQ(startup.CallCount(), 1U);
+  EXPECT_THAT(logBefore,
+              EndsWith("BaseApp::SetParameter: Setting parameter EXPANSIONS_INSTALLED to \n"));
+}
+
+TEST(AppsLaunch, GameThatIsNotInstalledIsNotLaunched) {
+  const HelperInstallation helper;
+  const GameInstallation game(kBrennaKey, L"other.exe");
+  DllHost host;
+  const ShellRecorder shell(host.Module());
+  bool launched = true;
+  EXPECT_THAT(LogOf([&] { launched = LaunchBrenna(host, L""); }),
+              EndsWith("ag4.exe with error 2)\n"
+                       "AshgroveApp::Launch: Game is not properly probed, aborting\n"));
+  EXPECT_FALSE(launched);
+  EXPECT_THAT(shell.Calls(), IsEmpty());
+  EXPECT_THAT(host.Drain(), IsEmpty());
+}
+
+TEST(AppsLaunch, MissingHelperFailsWithoutABox) {
+  const HelperInstallation helper(HelperInstallation::Helper::kNone);
+  const GameInstallation game;
+  DllHost host;
+  const ShellRecorder shell(host.Module());
+  IMPORT_HOOK(MessageBoxW) boxes(host.Module());
+  boxes.FailAlways(IDOK);
+  bool launched = true;
+  EXPECT_THAT(LogOf([&] { launched = LaunchBrenna(host, L"c"); }),
+              EndsWith(LaunchLines(game, "c") + "BaseApp::DoLaunch: wstat of file " +
+                       Narrow(helper.HelperPath()) + " failed\n"));
+  EXPECT_FALSE(launched);
+  EXPECT_THAT(shell.Calls(), IsEmpty());
+  EXPECT_EQ(boxes.CallCount(), 0U);
+  EXPECT_THAT(host.Drain(), IsEmpty());
+  EXPECT_EQ(host.Notifications().CallCount(), 0);
+}
+
+TEST(AppsLaunch, UnknownInstallationDirectoryIsAnEmptyPrefix) {
+  const EnvironmentVariable unset(L"KOVLAUNCH_INSTDIR", std::nullopt);
+  const GameInstallation game;
+  DllHost host;
+  const ShellRecorder shell(host.Module());
+  EXPECT_THAT(LogOf([&] { EXPECT_FALSE(LaunchBrenna(host, L"")); }),
+              EndsWith("BaseApp::DoLaunch: wstat of file \\helperx64.exe failed\n"));
+  EXPECT_THAT(shell.Calls(), IsEmpty());
+}
+
+TEST(AppsLaunch, HelperIsLookedForAfterTheLines) {
+  const HelperInstallation helper;
+  const GameInstallation game;
+  DllHost host;
+  const ShellRecorder shell(host.Module());
+  const StreamCapture log;
+  std::vector<std::string> logsBefore;
+  // The name under which the run-time exports its file-status call.
+  ImportHook<"_wstat64", int(const wchar_t*, struct _stat64*)> status(host.Module());
+  status.SetReplacement([&](const wchar_t* path, struct _stat64* data) {
+    if (path == helper.HelperPath()) logsBefore.push_back(log.Text());
+    return status.CallOriginal(path, data);
+  });
+  EXPECT_TRUE(LaunchBrenna(host, L"c"));
+  EXPECT_THAT(logsBefore, ElementsAre(EndsWith(LaunchLines(game, "c"))));
+}
+
+TEST(AppsLaunch, ShellFailureIsLoggedAndShown) {
+  const HelperInstallation helper;
+  const GameInstallation game;
+  DllHost host;
+  ShellRecorder shell(host.Module());
+  const StreamCapture log;
+  const std::string failureLine = ">>> ShellExecuteEx failed with 0000001f!\n";
+  IMPORT_HOOK(MessageBoxW) boxes(host.Module());
+  boxes.SetReplacement([&](HWND owner, LPCWSTR text, LPCWSTR caption, UINT type) {
+    EXPECT_EQ(owner, nullptr);
+    EXPECT_STREQ(text, L"Could not execute binary");
+    EXPECT_STREQ(caption, L"Vantor Web Plugins");
+    EXPECT_EQ(type, 16U);
+    EXPECT_THAT(log.Text(), EndsWith(failureLine));
+    return IDOK;
+  });
+  shell.Fail(31);
+  EXPECT_FALSE(LaunchBrenna(host, L"c"));
+  EXPECT_EQ(boxes.CallCount(), 1U);
+  EXPECT_EQ(shell.Calls().size(), 1U);
+  EXPECT_THAT(log.Text(), EndsWith(LaunchLines(game, "c") + failureLine));
+  EXPECT_THAT(host.Drain(), IsEmpty());
+  EXPECT_EQ(host.Notifications().CallCount(), 0);
+}
+
+TEST(AppsLaunch, ShellFailureIsEightHexadecimalDigits) {
+  const HelperInstallation helper;
+  const GameInstallation game;
+  DllHost host;
+  ShellRecorder shell(host.Module());
+  IMPORT_HOOK(MessageBoxW) boxes(host.Module());
+  boxes.FailAlways(IDOK);
+  shell.Fail(0xDEADBEEF);
+  EXPECT_THAT(LogOf([&] { LaunchBrenna(host, L""); }),
+              EndsWith(">>> ShellExecuteEx failed with deadbeef!\n"));
+  shell.Fail(2);
+  EXPECT_THAT(LogOf([&] { LaunchBrenna(host, L""); }),
+              EndsWith(">>> ShellExecuteEx failed with 00000002!\n"));
+}
+
+TEST(AppsLaunch, BoxIsModalAndReal) {
+  const HelperInstallation helper;
+  const GameInstallation game;
+  DllHost host;
+  ShellRecorder shell(host.Module());
+  shell.Fail(31);
+  const MessageBoxCloser closer(L"Vantor Web Plugins");
+  EXPECT_FALSE(LaunchBrenna(host, L""));
+  EXPECT_THAT(closer.ClosedTexts(), ElementsAre(L"Could not execute binary"));
+}
+
+// The kit's helper really starts the program that its line names: here a game that ends by itself.
+TEST(AppsLaunch, RealHelperStartsTheProgram) {
+  const HelperInstallation helper(HelperInstallation::Helper::kKitProgram);
+  const GameInstallation game(kSolanoKey, L"placeholder");
+  game.Directory().CopyFile(ProgramDirectory() + L"\\demo_game.exe", kSolanoName);
+  const std::wstring gameLog = game.Directory().Join(L"game.txt");
+  DllHost host;
+  const std::wstring commandLine = L"--wait 60 --send \"Joined Aldo 3\" --log \"" + gameLog + L"\"";
+  EXPECT_TRUE(host->Launch(kSolanoId, commandLine.c_str(), true, L"", L"", L"", L""));
+  EXPECT_EQ(host.WaitForEvent(L"StateChanged"),
+            (Event{L"SOLANO-GAME", L"StateChanged", {L"PENDING"}}));
+  EXPECT_THAT(helper.WaitForParameterLines(1, kPatienceMs),
+              ElementsAre(L"YES|SW_SHOWNA|" + game.InstallDir() + L"ag3.exe|ag3.exe|" +
+                          game.InstallDir() + L"|" + commandLine));
+  EXPECT_EQ(host.WaitForEvent(L"StateChanged", kPatienceMs, DllHost::Polling::kPollApps),
+            (Event{L"SOLANO-GAME", L"StateChanged", {L"READY"}}));
+  EXPECT_TRUE(host->IsRunning(kSolanoId));
+  EXPECT_EQ(host.WaitForEvent(L"Joined", kPatienceMs, DllHost::Polling::kPollApps),
+            (Event{L"SOLANO-GAME", L"Joined", {L"Aldo", L"3"}}));
+  EXPECT_TRUE(host->Kill(kSolanoId, false));
+  EXPECT_EQ(host.WaitForEvent(L"StateChanged", kPatienceMs, DllHost::Polling::kPollApps),
+            (Event{L"SOLANO-GAME", L"StateChanged", {L"GAMEISGONE"}}));
+}
+
+// "TAVR-GAME" has a starter program of its own.
+
+TEST(AppsLaunch, StarterIsLaunchedInPlaceOfTheGame) {
+  const HelperInstallation helper;
+  const GameInstallation game(LR"(SOFTWARE\Brightwater Games\Ironvale Sentry)", L"TAVR.exe");
+  DllHost host;
+  const ShellRecorder shell(host.Module());
+  bool launched = false;
+  const std::string directory = Narrow(game.InstallDir());
+  EXPECT_THAT(
+      LogOf([&] { launched = host->Launch(L"TAVR-GAME", L"-x", false, L"", L"", L"", L""); }),
+      EndsWith("BaseApp::SetParameter: Setting parameter EXPANSIONS_INSTALLED to \n"
+               "BaseApp::DoLaunch:102: Launching:\n"
+               ">>> BinaryName:  Launcher.exe\n"
+               ">>> BinaryPath:  " +
+               directory +
+               "\\Launcher.exe\n"
+               ">>> CommandLine: -x\n"
+               ">>> WorkDir:     " +
+               directory +
+               "\n"
+               ">>> Success!\n"));
+  EXPECT_TRUE(launched);
+  ASSERT_EQ(shell.Calls().size(), 1U);
+  EXPECT_EQ(shell.Calls()[0].parameters, L"NO|SW_SHOWNA|" + game.InstallDir() +
+                                             L"\\Launcher.exe|Launcher.exe|" + game.InstallDir() +
+                                             L"|-x");
+  EXPECT_THAT(host.Drain(), ElementsAre(Event{L"TAVR-GAME", L"StateChanged", {L"PENDING"}}));
+
+  EXPECT_TRUE(host->Launch(L"TAVR-GAME", L"-x", true, L"1", L"2", L"3", L"4"));
+  EXPECT_TRUE(shell.Calls().at(1).parameters.starts_with(L"YES|"));
+}
+
+TEST(AppsLaunch, StarterOfAGameThatIsNotInstalledIsNotLaunched) {
+  const HelperInstallation helper;
+  DllHost host;
+  const ShellRecorder shell(host.Module());
+  bool launched = true;
+  EXPECT_THAT(LogOf([&] { launched = host->Launch(L"TAVR-GAME", L"", true, L"", L"", L"", L""); }),
+              EndsWith("AshgroveApp::_SetupGame: Probe failed, unable to open "
+                       "SOFTWARE\\Brightwater Games\\Ironvale Sentry (2)\n"
+                       "TAVRGame::Launch: Game is not properly probed, aborting\n"));
+  EXPECT_FALSE(launched);
+  EXPECT_THAT(shell.Calls(), IsEmpty());
+  EXPECT_THAT(host.Drain(), IsEmpty());
+}
+
+TEST(AppsLaunch, FailedStarterIsNotPosted) {
+  const HelperInstallation helper(HelperInstallation::Helper::kNone);
+  const GameInstallation game(LR"(SOFTWARE\Brightwater Games\Ironvale Sentry)", L"TAVR.exe");
+  DllHost host;
+  EXPECT_FALSE(host->Launch(L"TAVR-GAME", L"", true, L"", L"", L"", L""));
+  EXPECT_THAT(host.Drain(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace test_support
