@@ -2,6 +2,8 @@
 #ifndef LAUNCHER_CORE_EVENT_QUEUE_H_
 #define LAUNCHER_CORE_EVENT_QUEUE_H_
 
+#include <utility>
+
 #include "core/event_info.h"
 
 namespace launcher {
@@ -24,7 +26,7 @@ class EventQueue {
   /// The oldest event, or null.
   EventPtr Pop() {
     EventPtr event(oldest);
-    if (oldest != nullptr) oldest = oldest->next;
+    if (oldest != nullptr) oldest = std::exchange(oldest->next, nullptr);
     return event;
   }
 
