@@ -1,0 +1,361 @@
+// Queuing, fetching and freeing of events, and the notifier.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <thread>
+
+#include "tests/support/allocation_tracker.h"
+#include "tests/support/dll_host.h"
+#include "tests/support/environment_variable.h"
+#include "tests/support/lock_probe.h"
+
+namespace test_support {
+namespace {
+
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+std::vector<std::wstring> NamesOf(const std::vector<Event>& events) {
+  std::vector<std::wstring> names;
+  for (const Event& event : events) names.push_back(event.name);
+  return names;
+}
+
+TEST(CoreEvents, AnEmptyQueueGivesNullAndStaysEmpty) {
+  DllHost host;
+  EXPECT_EQ(host->GetNextEvent(), nullptr);
+  EXPECT_EQ(host->GetNextEvent(), nullptr);
+  host.Post(L"s", L"after");
+  EXPECT_THAT(NamesOf(host.Drain()), ElementsAre(L"after"));
+  EXPECT_EQ(host->GetNextEvent(), nullptr);
+}
+
+TEST(CoreEvents, AnEventCarriesItsTenTexts) {
+  DllHost host;
+  host->PostEvent(L"source", L"name", L"a0", L"a1", L"a2", L"a3", L"a4", L"a5", L"a6", L"a7");
+  EXPECT_THAT(host.Drain(),
+              ElementsAre(Event{
+                  L"source", L"name", {L"a0", L"a1", L"a2", L"a3", L"a4", L"a5", L"a6", L"a7"}}));
+}
+
+TEST(CoreEvents, NullArgumentsReadAsEmptyTextsNeverAsNull) {
+  DllHost host;
+  host.Post(L"source", L"name");
+  IEventInfo* const event = host->GetNextEvent();
+  ASSERT_NE(event, nullptr);
+  const wchar_t* const arguments[] = {event->GetArg0(), event->GetArg1(), event->GetArg2(),
+                                      event->GetArg3(), event->GetArg4(), event->GetArg5(),
+                                      event->GetArg6(), event->GetArg7()};
+  for (const wchar_t* const argument : arguments) {
+    ASSERT_NE(argument, nullptr);
+    EXPECT_STREQ(argument, L"");
+  }
+  EXPECT_STREQ(event->GetSource(), L"source");
+  EXPECT_STREQ(event->GetName(), L"name");
+  host->FreeEvent(event);
+}
+
+// Every argument by itself, so that none stands in for another.
+TEST(CoreEvents, EachArgumentMayBeNullWhileTheOthersAreSet) {
+  DllHost host;
+  for (std::size_t omitted = 0; omitted < 8; ++omitted) {
+    const wchar_t* given[8] = {L"a0", L"a1", L"a2", L"a3", L"a4", L"a5", L"a6", L"a7"};
+    Event expected{L"s", L"n", {L"a0", L"a1", L"a2", L"a3", L"a4", L"a5", L"a6", L"a7"}};
+    given[omitted] = nullptr;
+    expected.arg[omitted].clear();
+    host->PostEvent(L"s", L"n", given[0], given[1], given[2], given[3], given[4], given[5],
+                    given[6], given[7]);
+    EXPECT_THAT(host.Drain(), ElementsAre(expected)) << omitted;
+  }
+}
+
+TEST(CoreEvents, EmptySourceAndNameAreTexts) {
+  DllHost host;
+  host.Post(L"", L"", L"");
+  EXPECT_THAT(host.Drain(), ElementsAre(Event{}));
+}
+
+TEST(CoreEvents, TextsAreCopiedWhenTheEventIsPosted) {
+  DllHost host;
+  std::wstring source = L"source";
+  std::wstring name = L"name";
+  std::wstring argument = L"argument";
+  host.Post(source.c_str(), name.c_str(), argument.c_str());
+  source.assign(6, L'x');
+  name.assign(4, L'x');
+  argument.assign(8, L'x');
+  EXPECT_THAT(host.Drain(), ElementsAre(Event{L"source", L"name", {L"argument"}}));
+}
+
+TEST(CoreEvents, LongTextsAndAnyCodeUnitsPassUnchanged) {
+  DllHost host;
+  const std::wstring longText(1000000, L'x');
+  // Outside the basic plane, an unpaired surrogate, and the last code unit.
+  const wchar_t* const odd = L"\u00E9\U0001F600\xD800\xFFFF";
+  host->PostEvent(odd, odd, longText.c_str(), odd, nullptr, nullptr, nullptr, nullptr, nullptr,
+                  L"end");
+  EXPECT_THAT(host.Drain(),
+              ElementsAre(Event{odd, odd, {longText, odd, L"", L"", L"", L"", L"", L"end"}}));
+}
+
+TEST(CoreEvents, ComeInTheOrderInWhichTheyWereQueued) {
+  DllHost host;
+  std::vector<std::wstring> expected;
+  for (int i = 0; i < 1000; ++i) {
+    expected.push_back(std::to_wstring(i));
+    host.Post(L"s", expected.back().c_str());
+  }
+  EXPECT_EQ(NamesOf(host.Drain()), expected);
+}
+
+TEST(CoreEvents, KeepTheirOrderWhenFetchingAndPostingAlternate) {
+  DllHost host;
+  host.Post(L"s", L"1");
+  host.Post(L"s", L"2");
+  EXPECT_EQ(TakeEvent(*host.Launcher(), host->GetNextEvent()).name, L"1");
+  host.Post(L"s", L"3");
+  EXPECT_EQ(TakeEvent(*host.Launcher(), host->GetNextEvent()).name, L"2");
+  EXPECT_EQ(TakeEvent(*host.Launcher(), host->GetNextEvent()).name, L"3");
+  EXPECT_EQ(host->GetNextEvent(), nullptr);
+  host.Post(L"s", L"4");
+  EXPECT_THAT(NamesOf(host.Drain()), ElementsAre(L"4"));
+}
+
+TEST(CoreEvents, AreTheHostsOwnOnceFetched) {
+  DllHost host;
+  host.Post(L"s", L"first");
+  host.Post(L"s", L"second");
+  IEventInfo* const first = host->GetNextEvent();
+  IEventInfo* const second = host->GetNextEvent();
+  host->FreeEvent(first);
+  host.Post(L"s", L"third");
+  EXPECT_STREQ(second->GetName(), L"second");
+  host->FreeEvent(second);
+  EXPECT_THAT(NamesOf(host.Drain()), ElementsAre(L"third"));
+}
+
+TEST(CoreEvents, FreeingNullDoesNothing) {
+  DllHost host;
+  const AllocationTracker memory(host.Module());
+  host->FreeEvent(nullptr);
+  host->FreeString(nullptr);
+  EXPECT_EQ(memory.Count(), 0u);
+  host.Post(L"s", L"n");
+  EXPECT_THAT(host.Drain(), SizeIs(1));
+}
+
+TEST(CoreEvents, FreeingReturnsAllMemory) {
+  DllHost host;
+  const AllocationTracker memory(host.Module());
+  for (int i = 0; i < 10; ++i) host.Post(L"source", L"name", L"argument");
+  EXPECT_GE(memory.Outstanding(), 10u);
+  host.Drain();
+  EXPECT_EQ(memory.Outstanding(), 0u);
+}
+
+TEST(CoreEvents, UnfetchedOnesAreDiscardedWithTheLauncher) {
+  DllHost host;
+  host.Destroy();
+  AllocationTracker memory(host.Module());
+  host.Create();
+  host.Destroy();
+  const std::size_t keptByALauncher = memory.Outstanding();
+  host.Create();
+  for (int i = 0; i < 100; ++i) host.Post(L"source", L"name", L"argument");
+  host.Destroy();
+  EXPECT_EQ(memory.Outstanding(), 2 * keptByALauncher);
+}
+
+// Every allocation in turn: an event is queued whole or not at all.
+TEST(CoreEvents, AreQueuedWholeOrNotAtAll) {
+  DllHost host;
+  AllocationTracker memory(host.Module());
+  for (std::size_t failed = 0;; ++failed) {
+    ASSERT_LT(failed, 100u);
+    memory.FailOne(failed);
+    host->PostEvent(L"a long source of more than eight characters", L"a long name, too", L"a0",
+                    L"a1", L"a2", L"a3", L"a4", L"a5", L"a6", L"a7");
+    const bool wasReached = memory.Count() > failed;
+    memory.FailNone();
+    if (!wasReached) break;
+    EXPECT_THAT(host.Drain(), IsEmpty()) << failed;
+    EXPECT_EQ(memory.Outstanding(), 0u) << failed;
+  }
+  EXPECT_THAT(host.Drain(), SizeIs(1));
+  EXPECT_EQ(host.Notifications().CallCount(), 1);
+}
+
+TEST(CoreNotifier, IsCalledOncePerEventOnThePostingThread) {
+  DllHost host;
+  host.Post(L"s", L"1");
+  host.Post(L"s", L"2");
+  DWORD other = 0;
+  std::thread([&] {
+    other = GetCurrentThreadId();
+    host.Post(L"s", L"3");
+  }).join();
+  const DWORD own = GetCurrentThreadId();
+  ASSERT_NE(own, other);
+  EXPECT_THAT(host.Notifications().ThreadIds(), ElementsAre(own, own, other));
+}
+
+TEST(CoreNotifier, IsNotCalledByAnythingElse) {
+  DllHost host;
+  host->FreeEvent(nullptr);
+  EXPECT_EQ(host->GetNextEvent(), nullptr);
+  host->WaitForThreads();
+  EXPECT_EQ(host.GetLauncherVersion(), L"162");
+  EXPECT_TRUE(host->SetParameter(L"TAVR-GAME", L"key", L"value"));
+  host->PollApps();
+  EXPECT_EQ(host.Notifications().CallCount(), 0);
+}
+
+TEST(CoreNotifier, RunsAfterTheEventWasQueued) {
+  DllHost host;
+  std::vector<Event> seen;
+  host.Notifications().SetInsideCall([&] { seen = host.Drain(); });
+  host.Post(L"source", L"name", L"a0");
+  EXPECT_THAT(seen, ElementsAre(Event{L"source", L"name", {L"a0"}}));
+}
+
+TEST(CoreNotifier, RunsUnderTheLock) {
+  DllHost host(DllHost::Creation::kLater);
+  const LockProbe probe(host.Module());
+  host.Create();
+  EXPECT_TRUE(probe.IsFree());
+  bool wasFree = true;
+  host.Notifications().SetInsideCall([&] { wasFree = probe.IsFree(); });
+  host.Post(L"s", L"n");
+  EXPECT_FALSE(wasFree);
+  EXPECT_TRUE(probe.IsFree());
+}
+
+TEST(CoreNotifier, MayPostAnotherEvent) {
+  DllHost host;
+  host.Notifications().SetInsideCall([&] {
+    if (host.Notifications().CallCount() == 1) host.Post(L"s", L"inner");
+  });
+  host.Post(L"s", L"outer");
+  EXPECT_EQ(host.Notifications().CallCount(), 2);
+  EXPECT_THAT(NamesOf(host.Drain()), ElementsAre(L"outer", L"inner"));
+}
+
+TEST(CoreNotifier, MayPollTheApplications) {
+  DllHost host;
+  host.Notifications().SetInsideCall([&] { host->PollApps(); });
+  host.Post(L"s", L"n");
+  EXPECT_EQ(host.Notifications().CallCount(), 1);
+}
+
+// The lock is what keeps another thread's event out while the notifier runs.
+TEST(CoreNotifier, KeepsOtherThreadsFromPostingAndFetching) {
+  DllHost host(DllHost::Creation::kLater);
+  LockProbe probe(host.Module());
+  host.Create();
+  const ScopedHandle started = MakeManualResetEvent();
+  std::thread poster;
+  int callsInside = 0;
+  host.Notifications().SetInsideCall([&] {
+    if (host.Notifications().CallCount() != 1) return;
+    poster = std::thread([&] {
+      SetEvent(started.Get());
+      host.Post(L"s", L"second");
+    });
+    EXPECT_TRUE(WaitFor(started.Get(), kPatienceMs));
+    callsInside = host.Notifications().CallCount();
+    EXPECT_FALSE(probe.IsFree());
+  });
+  host.Post(L"s", L"first");
+  poster.join();
+  EXPECT_EQ(callsInside, 1);
+  EXPECT_EQ(host.Notifications().CallCount(), 2);
+  EXPECT_THAT(NamesOf(host.Drain()), ElementsAre(L"first", L"second"));
+}
+
+TEST(CoreEvents, FetchingTakesTheLockOnceAndLeavesItFree) {
+  DllHost host(DllHost::Creation::kLater);
+  const LockProbe probe(host.Module());
+  host.Create();
+  const DWORD own = GetCurrentThreadId();
+  const std::size_t before = probe.EnteredBy(own);
+  EXPECT_EQ(host->GetNextEvent(), nullptr);
+  EXPECT_EQ(probe.EnteredBy(own), before + 1);
+  EXPECT_TRUE(probe.IsFree());
+  host.Post(L"s", L"n");
+  EXPECT_EQ(probe.EnteredBy(own), before + 2);
+  IEventInfo* const event = host->GetNextEvent();
+  EXPECT_EQ(probe.EnteredBy(own), before + 3);
+  EXPECT_TRUE(probe.IsFree());
+  host->FreeEvent(event);
+  EXPECT_EQ(probe.EnteredBy(own), before + 3);
+}
+
+// Eight posters and a reader: nothing is lost, each poster's events keep their order, and the order
+// of fetching is the order in which the notifier was told.
+TEST(CoreEvents, OfEightThreadsComeInTheOrderOfTheirNotifications) {
+  constexpr int kThreads = 8;
+  constexpr int kEventsEach = 500;
+  DllHost host;
+  std::vector<std::thread> posters;
+  std::map<DWORD, std::wstring> posterOf;
+  std::mutex mutex;
+  for (int i = 0; i < kThreads; ++i) {
+    posters.emplace_back([&, i] {
+      const std::wstring source = std::to_wstring(i);
+      {
+        const std::lock_guard guard(mutex);
+        posterOf[GetCurrentThreadId()] = source;
+      }
+      for (int number = 0; number < kEventsEach; ++number) {
+        host.Post(source.c_str(), std::to_wstring(number).c_str());
+      }
+    });
+  }
+  std::vector<Event> events;
+  while (events.size() < std::size_t{kThreads} * kEventsEach) {
+    for (Event& event : host.Drain()) events.push_back(std::move(event));
+    if (events.size() < std::size_t{kThreads} * kEventsEach) {
+      ASSERT_TRUE(WaitFor(host.Notifications().CalledEvent(), kPatienceMs));
+    }
+  }
+  for (std::thread& poster : posters) poster.join();
+  EXPECT_EQ(host->GetNextEvent(), nullptr);
+
+  const std::vector<DWORD> notified = host.Notifications().ThreadIds();
+  ASSERT_THAT(notified, SizeIs(kThreads * kEventsEach));
+  std::map<std::wstring, int> next;
+  for (std::size_t i = 0; i < events.size(); ++i) {
+    ASSERT_EQ(events[i].source, posterOf.at(notified[i])) << i;
+    ASSERT_EQ(events[i].name, std::to_wstring(next[events[i].source]++)) << i;
+  }
+  EXPECT_THAT(next, SizeIs(kThreads));
+}
+
+TEST(CoreEvents, OfAWorkerAreNotifiedOnTheWorker) {
+  DllHost host;
+  const EnvironmentVariable directory(L"KOVLAUNCH_INSTDIR", L"C:\\no such directory");
+  ASSERT_TRUE(host->PingBatch(L"batch", nullptr, 0));
+  host->WaitForThreads();
+  const std::vector<DWORD> threads = host.Notifications().ThreadIds();
+  ASSERT_THAT(threads, SizeIs(1));
+  EXPECT_NE(threads[0], GetCurrentThreadId());
+  EXPECT_THAT(host.Drain(), ElementsAre(Event{L"", L"PingBatchResult", {L"batch", L"[\n]\n"}}));
+}
+
+TEST(CoreEvents, OfTwoLaunchersDoNotMix) {
+  DllHost host;
+  Notifier otherNotifier;
+  ILauncher* const other = host.Dll().createLauncher(&otherNotifier, &Notifier::Callback);
+  ASSERT_NE(other, nullptr);
+  host.Post(L"s", L"own");
+  EXPECT_EQ(other->GetNextEvent(), nullptr);
+  EXPECT_EQ(otherNotifier.CallCount(), 0);
+  EXPECT_THAT(NamesOf(host.Drain()), ElementsAre(L"own"));
+  host.Dll().destroyLauncher(other);
+}
+
+}  // namespace
+}  // namespace test_support
