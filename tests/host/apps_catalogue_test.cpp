@@ -1,0 +1,359 @@
+// The eight applications, row by row.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <ostream>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "tests/support/dll_host.h"
+#include "tests/support/environment_variable.h"
+#include "tests/support/fake_process_list.h"
+#include "tests/support/helper_installation.h"
+#include "tests/support/import_redirector.h"
+#include "tests/support/log_of.h"
+#include "tests/support/registry_fixture.h"
+#include "tests/support/temp_directory.h"
+#include "tests/support/text.h"
+
+namespace test_support {
+namespace {
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::HasSubstr;
+
+/// How a game tells its expansions.
+enum class Expansions { kListed, kRegistered, kFixed };
+
+struct Game {
+  const wchar_t* id;
+  const wchar_t* registryKey;
+  const wchar_t* x64Name;
+  const wchar_t* x86Name;  // empty: the game has one executable
+  Expansions expansions;
+  const wchar_t* updatesKey;  // of registered expansions
+};
+
+std::ostream& operator<<(std::ostream& out, const Game& game) { return out << Narrow(game.id); }
+
+constexpr Game kGames[] = {
+    {L"TAVR-GAME", LR"(SOFTWARE\Brightwater Games\Ironvale Sentry)", L"TAVR.exe", L"",
+     Expansions::kListed, nullptr},
+    {L"TAMSIN-BETA2-GAME", LR"(SOFTWARE\Hollin Games\AGX Beta 2)", L"agx.exe", L"agx.exe",
+     Expansions::kRegistered, LR"(SOFTWARE\Hollin Games\AGX)"},
+    {L"TAMSIN-MAINLINE-GAME", LR"(SOFTWARE\Hollin Games\AGX)", L"agx.exe", L"agx_x86.exe",
+     Expansions::kRegistered, LR"(SOFTWARE\Hollin Games\AGX)"},
+    {L"TAMSIN-CTE-GAME", LR"(SOFTWARE\Hollin Games\AGX CTE)", L"agxcte.exe", L"",
+     Expansions::kFixed, nullptr},
+    {L"BRENNA-GAME", LR"(SOFTWARE\Hollin Games\Ashgrove 4)", L"ag4.exe", L"ag4_x86.exe",
+     Expansions::kRegistered, LR"(SOFTWARE\Hollin Games\Ashgrove 4)"},
+    {L"BRENNA-CTE-GAME", LR"(SOFTWARE\Hollin Games\Ashgrove 4 CTE)", L"ag4cte.exe",
+     L"ag4cte_x86.exe", Expansions::kFixed, nullptr},
+    {L"SOLANO-GAME", LR"(SOFTWARE\Hollin Games\Ashgrove 3)", L"ag3.exe", L"", Expansions::kListed,
+     nullptr},
+};
+
+class AppsCatalogue : public testing::TestWithParam<Game> {
+ protected:
+  /// The game's "Install Dir" names the directory.
+  void Register() { registry.SetText(GetParam().registryKey, L"Install Dir", directory.Path()); }
+
+  /// The executables that are looked for in the list of processes, in order.
+  std::vector<std::wstring> WantedNames() {
+    const FakeProcessList processes(host.Module(), {{4, L"other.exe"}});
+    const std::string beginning = "BaseApp::IsProcessesRunning: Comparing other.exe with ";
+    std::vector<std::wstring> names;
+    for (const std::string& line : Lines(LogOf([&] { host->IsRunning(GetParam().id); }))) {
+      if (line.starts_with(beginning)) names.push_back(Widen(line.substr(beginning.size())));
+    }
+    return names;
+  }
+
+  std::wstring ReadExpansions() {
+    EXPECT_TRUE(host->IsInstalled(GetParam().id));
+    return host.GetParameter(GetParam().id, L"EXPANSIONS_INSTALLED");
+  }
+
+  const EnvironmentVariable fakeX86{L"KOVLAUNCH_FAKE_X86", std::nullopt};
+  const TempDirectory directory;
+  RegistryFixture registry;
+  DllHost host;
+};
+
+INSTANTIATE_TEST_SUITE_P(AllGames, AppsCatalogue, testing::ValuesIn(kGames));
+
+TEST_P(AppsCatalogue, IsFoundUnderItsKeyAndValue) {
+  EXPECT_FALSE(host->IsInstalled(GetParam().id));
+  registry.SetText(GetParam().registryKey, nullptr, directory.Path());
+  registry.SetText(GetParam().registryKey, L"InstallDir", directory.Path());
+  directory.WriteFile(GetParam().x64Name, "");
+  EXPECT_THAT(
+      LogOf([&] { EXPECT_FALSE(host->IsInstalled(GetParam().id)); }),
+      HasSubstr("AshgroveApp::_SetupGame: Using registry key " + Narrow(GetParam().registryKey) +
+                "\n"
+                "AshgroveApp::_SetupGame: Probe failed, unable to query Install Dir (2)"));
+  Register();
+  EXPECT_TRUE(host->IsInstalled(GetParam().id));
+  // No other entry is found by this key, but for the pair that shares its names.
+  int found = 0;
+  for (const wchar_t* const id : kAllAppIds) found += host->IsInstalled(id) ? 1 : 0;
+  EXPECT_EQ(found, 1);
+}
+
+TEST_P(AppsCatalogue, ExecutablesOfA64BitProcessor) {
+  Register();
+  directory.WriteFile(GetParam().x64Name, "");
+  std::vector<std::wstring> names{GetParam().x64Name};
+  if (*GetParam().x86Name != L'\0') names.emplace_back(GetParam().x86Name);
+  EXPECT_THAT(WantedNames(), ElementsAreArray(names));
+}
+
+TEST_P(AppsCatalogue, ExecutablesOfA32BitProcessor) {
+  IMPORT_HOOK(GetNativeSystemInfo) systemInfo(host.Module());
+  systemInfo.SetReplacement([&](SYSTEM_INFO* info) {
+    systemInfo.CallOriginal(info);
+    info->wProcessorArchitecture = PROCESSOR_ARCHITECTURE_INTEL;
+  });
+  Register();
+  std::vector<std::wstring> names{GetParam().x86Name, GetParam().x64Name};
+  if (*GetParam().x86Name == L'\0') names = {GetParam().x64Name};
+  directory.WriteFile(names[0], "");
+  EXPECT_THAT(WantedNames(), ElementsAreArray(names));
+}
+
+TEST_P(AppsCatalogue, ExecutablesOfAFaked32BitProcessor) {
+  fakeX86.Set(L"1");
+  Register();
+  if (*GetParam().x86Name != L'\0') directory.WriteFile(GetParam().x86Name, "");
+  EXPECT_THAT(WantedNames(),
+              ElementsAre(std::wstring(GetParam().x86Name), std::wstring(GetParam().x64Name)));
+}
+
+TEST_P(AppsCatalogue, LaunchesItsProgramAndPosts) {
+  Register();
+  directory.WriteFile(GetParam().x64Name, "");
+  const HelperInstallation helper;
+  const ShellRecorder shell(host.Module());
+  EXPECT_TRUE(host->Launch(GetParam().id, L"-x", true, L"", L"", L"", L""));
+  ASSERT_EQ(shell.Calls().size(), 1U);
+  const bool hasStarter = GetParam().id == std::wstring(L"TAVR-GAME");
+  const std::wstring name = hasStarter ? L"Launcher.exe" : GetParam().x64Name;
+  const std::wstring path = directory.Path() + (hasStarter ? LR"(\\)" : LR"(\)") + name;
+  EXPECT_EQ(shell.Calls()[0].parameters,
+            L"YES|SW_SHOWNA|" + path + L"|" + name + L"|" + directory.Path() + LR"(\|-x)");
+  EXPECT_THAT(host.Drain(), ElementsAre(Event{GetParam().id, L"StateChanged", {L"PENDING"}}));
+}
+
+TEST_P(AppsCatalogue, ExpansionsOfNoUpdates) {
+  Register();
+  directory.WriteFile(GetParam().x64Name, "");
+  const std::wstring expansions = ReadExpansions();
+  EXPECT_EQ(expansions, GetParam().expansions == Expansions::kFixed
+                            ? L"Xpack0;Xpack1;Xpack2;Xpack3;Xpack4"
+                            : L"");
+}
+
+TEST_P(AppsCatalogue, ExpansionsOfSeveralUpdates) {
+  Register();
+  directory.WriteFile(GetParam().x64Name, "");
+  directory.MakeDirectory(L"Update\\Xpack1");
+  directory.MakeDirectory(L"Update\\Xpack2");
+  directory.MakeDirectory(L"Update\\Xpack7");
+  directory.MakeDirectory(L"Update\\.hidden");
+  directory.WriteFile(L"Update\\Patch", "");
+  if (GetParam().expansions == Expansions::kRegistered) {
+    EXPECT_EQ(ReadExpansions(), L"");
+    for (const wchar_t* const name : {L"Xpack1", L"Xpack7", L"Xpack8", L"Patch"}) {
+      registry.CreateKey(std::wstring(GetParam().updatesKey) + L"\\" + name);
+    }
+    EXPECT_EQ(ReadExpansions(), L"Xpack1;Xpack7");
+  } else if (GetParam().expansions == Expansions::kListed) {
+    EXPECT_EQ(ReadExpansions(), L"Xpack1;Xpack2;Xpack7");
+  } else {
+    EXPECT_EQ(ReadExpansions(), L"Xpack0;Xpack1;Xpack2;Xpack3;Xpack4");
+  }
+}
+
+TEST_P(AppsCatalogue, FailureLeavesTheExpansions) {
+  host->SetParameter(GetParam().id, L"EXPANSIONS_INSTALLED", L"as before");
+  EXPECT_FALSE(host->IsInstalled(GetParam().id));
+  EXPECT_EQ(host.GetParameter(GetParam().id, L"EXPANSIONS_INSTALLED"), L"as before");
+}
+
+// Updates of the beta stand under the main title's key, also when the parameter moves the game's.
+TEST(AppsExpansions, UpdatesKeyDoesNotFollowTheGamesKey) {
+  const TempDirectory directory;
+  directory.WriteFile(L"agx.exe", "");
+  directory.MakeDirectory(L"Update\\Xpack1");
+  directory.MakeDirectory(L"Update\\Xpack2");
+  RegistryFixture registry;
+  registry.SetText(LR"(SOFTWARE\Hollin Games\Moved)", L"Install Dir", directory.Path());
+  registry.CreateKey(LR"(SOFTWARE\Hollin Games\Moved\Xpack1)");
+  registry.CreateKey(LR"(SOFTWARE\Hollin Games\AGX Beta 2\Xpack1)");
+  registry.CreateKey(LR"(SOFTWARE\Hollin Games\AGX\Xpack2)");
+  DllHost host;
+  for (const wchar_t* const id : {L"TAMSIN-BETA2-GAME", L"TAMSIN-MAINLINE-GAME"}) {
+    host->SetParameter(id, L"registryKey", LR"(SOFTWARE\Hollin Games\Moved)");
+    EXPECT_TRUE(host->IsInstalled(id));
+    EXPECT_EQ(host.GetParameter(id, L"EXPANSIONS_INSTALLED"), L"Xpack2") << id;
+  }
+}
+
+TEST(AppsExpansions, KeysOfUpdatesAreOpenedAndClosedOneByOne) {
+  const TempDirectory directory;
+  directory.WriteFile(L"ag4.exe", "");
+  directory.MakeDirectory(L"Update\\Xpack1");
+  directory.MakeDirectory(L"Update\\Xpack2");
+  directory.MakeDirectory(L"Update\\Xpack3");
+  RegistryFixture registry;
+  const std::wstring base = LR"(SOFTWARE\Hollin Games\Ashgrove 4)";
+  registry.SetText(base, L"Install Dir", directory.Path());
+  registry.CreateKey(base + L"\\Xpack1");
+  registry.CreateKey(base + L"\\Xpack3");
+  DllHost host;
+  std::vector<std::wstring> steps;
+  HKEY last = nullptr;
+  IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
+  opens.SetReplacement([&](HKEY root, LPCWSTR path, DWORD options, REGSAM access, HKEY* key) {
+    EXPECT_EQ(root, HKEY_LOCAL_MACHINE);
+    EXPECT_EQ(options, 0U);
+    EXPECT_EQ(access, 0x20219U);
+    const LSTATUS status = opens.CallOriginal(root, path, options, access, key);
+    steps.push_back(std::wstring(status == ERROR_SUCCESS ? L"opened " : L"missing ") + path);
+    last = *key;
+    return status;
+  });
+  IMPORT_HOOK(RegCloseKey) closes(host.Module());
+  closes.SetReplacement([&](HKEY key) {
+    steps.emplace_back(key == last ? L"closed" : L"closed another");
+    return closes.CallOriginal(key);
+  });
+  EXPECT_TRUE(host->IsInstalled(L"BRENNA-GAME"));
+  EXPECT_THAT(steps, ElementsAre(L"opened " + base, L"opened " + base + L"\\Xpack1", L"closed",
+                                 L"missing " + base + L"\\Xpack2", L"opened " + base + L"\\Xpack3",
+                                 L"closed"));
+}
+
+/// Replaces the enumeration of directories by entries that the test makes up.
+class FakeDirectory {
+ public:
+  FakeDirectory(HMODULE module, std::vector<std::wstring> entryNames)
+      : names(std::move(entryNames)),
+        first(module,
+              [this](LPCWSTR path, WIN32_FIND_DATAW* entry) {
+                patterns.emplace_back(path);
+                return Next(entry) ? kSearch : INVALID_HANDLE_VALUE;
+              }),
+        next(module, [this](HANDLE, WIN32_FIND_DATAW* entry) { return Next(entry); }),
+        close(module, [](HANDLE) { return TRUE; }) {}
+
+  const std::vector<std::wstring>& Patterns() const { return patterns; }
+
+ private:
+  BOOL Next(WIN32_FIND_DATAW* entry) {
+    SetLastError(ERROR_NO_MORE_FILES);
+    if (position == names.size()) return FALSE;
+    *entry = {};
+    entry->dwFileAttributes = FILE_ATTRIBUTE_DIRECTORY;
+    names[position++].copy(entry->cFileName, MAX_PATH - 1);
+    return TRUE;
+  }
+
+  static inline const HANDLE kSearch = reinterpret_cast<HANDLE>(static_cast<UINT_PTR>(0x7FFFFFF9));
+
+  std::vector<std::wstring> names;
+  std::size_t position = 0;
+  std::vector<std::wstring> patterns;
+  IMPORT_HOOK(FindFirstFileW) first;
+  IMPORT_HOOK(FindNextFileW) next;
+  IMPORT_HOOK(FindClose) close;
+};
+
+TEST(AppsExpansions, AreInTheOrderOfTheFileSystem) {
+  for (const wchar_t* const id : {L"SOLANO-GAME", L"BRENNA-GAME"}) {
+    const TempDirectory directory;
+    const std::wstring program = directory.WriteFile(L"play.exe", "");
+    RegistryFixture registry;
+    registry.CreateKey(LR"(SOFTWARE\Hollin Games\Ashgrove 4\zeta)");
+    registry.CreateKey(LR"(SOFTWARE\Hollin Games\Ashgrove 4\Alpha)");
+    registry.CreateKey(LR"(SOFTWARE\Hollin Games\Ashgrove 4\mid)");
+    DllHost host;
+    host->SetParameter(id, L"probeMethod", L"path");
+    host->SetParameter(id, L"workingDirectory", LR"(C:\game)");
+    host->SetParameter(id, L"binaryPath", program.c_str());
+    const FakeDirectory updates(host.Module(), {L"zeta", L"Alpha", L"mid"});
+    EXPECT_TRUE(host->IsInstalled(id));
+    EXPECT_EQ(host.GetParameter(id, L"EXPANSIONS_INSTALLED"), L"zeta;Alpha;mid") << id;
+    // The doubled backslash belongs to the path.
+    EXPECT_THAT(updates.Patterns(), ElementsAre(LR"(C:\game\\Update\*)"));
+  }
+}
+
+TEST(AppsExpansions, TestEditionsDoNotLookAtTheDisk) {
+  for (const wchar_t* const id : {L"TAMSIN-CTE-GAME", L"BRENNA-CTE-GAME"}) {
+    const TempDirectory directory;
+    DllHost host;
+    host->SetParameter(id, L"probeMethod", L"path");
+    host->SetParameter(id, L"binaryPath", directory.WriteFile(L"play.exe", "").c_str());
+    const FakeDirectory updates(host.Module(), {L"Xpack9"});
+    EXPECT_TRUE(host->IsInstalled(id));
+    EXPECT_EQ(host.GetParameter(id, L"EXPANSIONS_INSTALLED"),
+              L"Xpack0;Xpack1;Xpack2;Xpack3;Xpack4");
+    EXPECT_TRUE(updates.Patterns().empty());
+  }
+}
+
+// One attempt for each game in ascending order of the identifiers: BRENNA-CTE-GAME, BRENNA-GAME,
+// SOLANO-GAME, TAMSIN-BETA2-GAME, TAMSIN-CTE-GAME, TAMSIN-MAINLINE-GAME, TAVR-GAME. The store
+// client has no pipe.
+TEST(AppsPipes, EveryPollTriesThePipeOfEachGame) {
+  DllHost host;
+  std::vector<std::string> paths;
+  IMPORT_HOOK(CreateFileA) creates(host.Module());
+  creates.SetReplacement([&](LPCSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
+                             DWORD disposition, DWORD flags, HANDLE pattern) {
+    paths.emplace_back(path);
+    return creates.CallOriginal(path, access, share, security, disposition, flags, pattern);
+  });
+  host->PollApps();
+  EXPECT_THAT(paths, ElementsAre(R"(\\.\pipe\brenna_pellmar)", R"(\\.\pipe\brenna_pellmar)",
+                                 R"(\\.\pipe\solano_pellmar)", R"(\\.\pipe\tamsin_pellmar)",
+                                 R"(\\.\pipe\tamsin_pellmar)", R"(\\.\pipe\tamsin_pellmar)",
+                                 R"(\\.\pipe\tavr_pellmar)"));
+  EXPECT_TRUE(host.Drain().empty());
+}
+
+TEST(AppsPipes, EachPipeIsOfferedToEveryGameThatSharesIt) {
+  const std::tuple<std::string, std::vector<std::wstring>> cases[] = {
+      {R"(\\.\pipe\brenna_pellmar)", {L"BRENNA-CTE-GAME", L"BRENNA-GAME"}},
+      {R"(\\.\pipe\solano_pellmar)", {L"SOLANO-GAME"}},
+      {R"(\\.\pipe\tamsin_pellmar)",
+       {L"TAMSIN-BETA2-GAME", L"TAMSIN-CTE-GAME", L"TAMSIN-MAINLINE-GAME"}},
+      {R"(\\.\pipe\tavr_pellmar)", {L"TAVR-GAME"}}};
+  for (const auto& [pipe, ids] : cases) {
+    DllHost host;
+    // Opening any file at all counts as a connection; it is never pumped.
+    const TempDirectory directory;
+    const std::string file = Narrow(directory.WriteFile(L"pipe", ""));
+    IMPORT_HOOK(CreateFileA) creates(host.Module());
+    creates.SetReplacement([&, &wanted = pipe](LPCSTR path, DWORD access, DWORD,
+                                               SECURITY_ATTRIBUTES* security, DWORD, DWORD,
+                                               HANDLE pattern) {
+      const bool isWanted = path == wanted;
+      return creates.CallOriginal(isWanted ? file.c_str() : path, access,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE, security, OPEN_EXISTING,
+                                  FILE_FLAG_OVERLAPPED, pattern);
+    });
+    host->PollApps();
+    std::vector<Event> expected;
+    for (const std::wstring& id : ids) expected.push_back({id, L"StateChanged", {L"READY"}});
+    EXPECT_THAT(host.Drain(), ElementsAreArray(expected)) << pipe;
+  }
+}
+
+}  // namespace
+}  // namespace test_support
