@@ -1,0 +1,201 @@
+// The registry of applications as the slots show it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cwctype>
+
+#include "tests/support/allocation_tracker.h"
+#include "tests/support/dll_host.h"
+#include "tests/support/lock_probe.h"
+#include "tests/support/stream_capture.h"
+#include "tests/support/text.h"
+
+namespace test_support {
+namespace {
+
+using testing::IsEmpty;
+
+class CoreUnknownApplication : public testing::TestWithParam<const wchar_t*> {
+ protected:
+  DllHost host;
+};
+
+TEST_P(CoreUnknownApplication, IsAnsweredAsEachSlotSaysWithoutALineOrAnEvent) {
+  const wchar_t* const id = GetParam();
+  const StreamCapture errors;
+  EXPECT_FALSE(host->IsInstalled(id));
+  EXPECT_EQ(host.GetVersion(id), L"INVALID_APP_ID");
+  EXPECT_EQ(host.GetParameter(id, L"APP_VERSION"), L"");
+  EXPECT_EQ(host.GetParameter(id, L"OstrelLocalHostEnabled"), L"");
+  EXPECT_EQ(host.GetExtraArguments(id), L"INVALID_APP_ID");
+  EXPECT_FALSE(host->SendCommand(id, L"command", L"a", L"b", L"c", L"d"));
+  EXPECT_FALSE(host->Kill(id, false));
+  EXPECT_FALSE(host->Kill(id, true));
+  EXPECT_FALSE(host->Launch(id, L"text", true, L"a", L"b", L"c", L"d"));
+  EXPECT_FALSE(host->IsRunning(id));
+  EXPECT_FALSE(host->SetParameter(id, L"key", L"value"));
+  EXPECT_EQ(errors.Text(), "");
+  EXPECT_THAT(host.Drain(), IsEmpty());
+  EXPECT_EQ(host.Notifications().CallCount(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Identifiers, CoreUnknownApplication,
+                         testing::Values(L"", L"NONE", L"brenna-game", L"Brenna-Game",
+                                         L"BRENNA-GAMe", L"BRENNA", L"BRENNA-GAM", L"BRENNA-GAME ",
+                                         L" BRENNA-GAME", L"BRENNA-GAME2", L"TAMSIN-GAME",
+                                         L"OSTREL", L"TAVR", L"\uFF22RENNA-GAME"));
+
+class CoreKnownApplication : public testing::TestWithParam<const wchar_t*> {
+ protected:
+  DllHost host;
+};
+
+TEST_P(CoreKnownApplication, KeepsParametersOfItsOwn) {
+  const StreamCapture errors;
+  EXPECT_EQ(host.GetParameter(GetParam(), L"key"), L"");
+  EXPECT_TRUE(host->SetParameter(GetParam(), L"key", L"value"));
+  for (const wchar_t* const id : kAllAppIds) {
+    EXPECT_EQ(host.GetParameter(id, L"key"), std::wstring(id) == GetParam() ? L"value" : L"");
+  }
+}
+
+TEST_P(CoreKnownApplication, IsNotFoundUnderItsNameInSmallLetters) {
+  const StreamCapture errors;
+  std::wstring small = GetParam();
+  for (wchar_t& letter : small) letter = static_cast<wchar_t>(std::towlower(letter));
+  EXPECT_FALSE(host->SetParameter(small.c_str(), L"key", L"value"));
+  EXPECT_EQ(host.GetVersion(small.c_str()), L"INVALID_APP_ID");
+  EXPECT_EQ(host.GetVersion(GetParam()), L"NOT_INSTALLED");
+}
+
+TEST_P(CoreKnownApplication, NeedsNoLock) {
+  DllHost other(DllHost::Creation::kLater);
+  const LockProbe probe(other.Module());
+  const StreamCapture errors;
+  other.Create();
+  const DWORD own = GetCurrentThreadId();
+  const wchar_t* const id = GetParam();
+  other->IsInstalled(id);
+  other.GetVersion(id);
+  other.GetParameter(id, L"key");
+  other.GetExtraArguments(id);
+  other->SendCommand(id, L"command", L"", L"", L"", L"");
+  other->Kill(id, false);
+  other->Launch(id, L"", false, L"", L"", L"", L"");
+  other->IsRunning(id);
+  other->SetParameter(id, L"key", L"value");
+  other.GetLauncherVersion();
+  EXPECT_EQ(probe.EnteredBy(own), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Identifiers, CoreKnownApplication, testing::ValuesIn(kAllAppIds));
+
+TEST(CoreParameters, BelongToOneLauncher) {
+  const StreamCapture errors;
+  DllHost host;
+  ILauncher* const other = host.Dll().createLauncher(nullptr, nullptr);
+  ASSERT_NE(other, nullptr);
+  EXPECT_TRUE(host->SetParameter(L"TAVR-GAME", L"key", L"value"));
+  EXPECT_EQ(TakeText(*other, other->GetParameter(L"TAVR-GAME", L"key")), L"");
+  host.Dll().destroyLauncher(other);
+}
+
+TEST(CoreStrings, AreTheHostsOwnUntilFreed) {
+  const StreamCapture errors;
+  DllHost host;
+  EXPECT_TRUE(host->SetParameter(L"TAVR-GAME", L"key", L"first value"));
+  IString* const first = host->GetParameter(L"TAVR-GAME", L"key");
+  EXPECT_TRUE(host->SetParameter(L"TAVR-GAME", L"key", L"another value"));
+  EXPECT_STREQ(first->GetString(), L"first value");
+  EXPECT_EQ(first->GetString(), first->GetString());
+  IString* const second = host->GetParameter(L"TAVR-GAME", L"key");
+  EXPECT_NE(first, second);
+  host->FreeString(first);
+  EXPECT_STREQ(second->GetString(), L"another value");
+  host->FreeString(second);
+}
+
+TEST(CoreStrings, LeaveNoMemoryBehindWhenFreed) {
+  const StreamCapture errors;
+  DllHost host;
+  const std::wstring longValue(5000, L'x');
+  host->SetParameter(L"TAVR-GAME", L"key", longValue.c_str());
+  const AllocationTracker memory(host.Module());
+  EXPECT_EQ(host.GetVersion(L"NONE"), L"INVALID_APP_ID");
+  EXPECT_EQ(host.GetExtraArguments(L"NONE"), L"INVALID_APP_ID");
+  EXPECT_EQ(host.GetParameter(L"NONE", L"key"), L"");
+  EXPECT_EQ(host.GetParameter(L"TAVR-GAME", L"key"), longValue);
+  EXPECT_EQ(host.GetVersion(L"TAVR-GAME"), L"NOT_INSTALLED");
+  EXPECT_EQ(host.GetLauncherVersion(), L"162");
+  EXPECT_GE(memory.Count(), 6u);
+  EXPECT_EQ(memory.Outstanding(), 0u);
+}
+
+TEST(CoreStrings, TheVersionEqualsTheExportedOne) {
+  DllHost host;
+  EXPECT_EQ(host.GetLauncherVersion(), L"162");
+  EXPECT_EQ(host.GetLauncherVersion(), host.Dll().version);
+}
+
+// Every allocation of a slot in turn.
+class CoreStringsWithoutMemory : public testing::Test {
+ protected:
+  template <typename Slot>
+  void ExpectNull(const Slot& slot, const std::wstring& otherwise) {
+    AllocationTracker memory(host.Module());
+    std::size_t failed = 0;
+    for (;; ++failed) {
+      ASSERT_LT(failed, 200u);
+      memory.FailOne(failed);
+      IString* const text = slot();
+      const bool wasReached = memory.Count() > failed;
+      memory.FailNone();
+      if (!wasReached) {
+        EXPECT_EQ(TakeText(*host.Launcher(), text), otherwise);
+        break;
+      }
+      // A line of the log that found no memory is no reason to fail.
+      if (text != nullptr) {
+        EXPECT_EQ(TakeText(*host.Launcher(), text), otherwise);
+      } else {
+        ++nulls;
+      }
+      EXPECT_EQ(memory.Outstanding(), 0u) << failed;
+    }
+    EXPECT_GE(nulls, 1);
+  }
+
+  StreamCapture errors;
+  DllHost host;
+  int nulls = 0;
+};
+
+TEST_F(CoreStringsWithoutMemory, GetLauncherVersionReturnsNull) {
+  ExpectNull([&] { return host->GetLauncherVersion(); }, L"162");
+}
+
+TEST_F(CoreStringsWithoutMemory, GetVersionReturnsNull) {
+  ExpectNull([&] { return host->GetVersion(L"NONE"); }, L"INVALID_APP_ID");
+}
+
+TEST_F(CoreStringsWithoutMemory, GetExtraArgumentsReturnsNull) {
+  ExpectNull([&] { return host->GetExtraArguments(L"NONE"); }, L"INVALID_APP_ID");
+}
+
+TEST_F(CoreStringsWithoutMemory, GetParameterReturnsNull) {
+  const std::wstring value(100, L'x');
+  host->SetParameter(L"TAVR-GAME", L"key", value.c_str());
+  ExpectNull([&] { return host->GetParameter(L"TAVR-GAME", L"key"); }, value);
+}
+
+TEST_F(CoreStringsWithoutMemory, SetParameterReturnsFalse) {
+  AllocationTracker memory(host.Module());
+  const std::wstring value(100, L'x');
+  memory.FailOne(0);
+  EXPECT_FALSE(host->SetParameter(L"TAVR-GAME", L"a key of some length", value.c_str()));
+  memory.FailNone();
+  EXPECT_EQ(host.GetParameter(L"TAVR-GAME", L"a key of some length"), L"");
+}
+
+}  // namespace
+}  // namespace test_support

@@ -1,0 +1,308 @@
+// What a launcher does when it is destroyed, and waiting for its worker threads.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <winsock2.h>
+// winsock2.h first.
+#include <objbase.h>
+
+#include <algorithm>
+#include <memory>
+#include <set>
+#include <thread>
+
+#include "tests/support/dll_host.h"
+#include "tests/support/environment_variable.h"
+#include "tests/support/import_redirector.h"
+#include "tests/support/lock_probe.h"
+#include "tests/support/pipe_server.h"
+#include "tests/support/process_snapshot.h"
+#include "tests/support/stream_capture.h"
+#include "tests/support/text.h"
+
+namespace test_support {
+namespace {
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+// Batches end at once: there is no helper program to start.
+class CoreThreads : public testing::Test {
+ protected:
+  void StartBatch() { EXPECT_TRUE(host->PingBatch(L"batch", nullptr, 0)); }
+
+  EnvironmentVariable directory{L"KOVLAUNCH_INSTDIR", L"C:\\no such directory"};
+  StreamCapture errors;
+  DllHost host{DllHost::Creation::kLater};
+};
+
+TEST_F(CoreThreads, AreMadeWithTheSystemsDefaultsAndOneArgument) {
+  IMPORT_HOOK(CreateThread) starts(host.Module());
+  host.Create();
+  StartBatch();
+  host->WaitForThreads();
+  host->QueryServer(L"r", L"r2", L"1", L"127.0.0.1", 0);
+  host->WaitForThreads();
+  ASSERT_THAT(starts.Calls(), SizeIs(2));
+  for (const auto& [security, stackSize, procedure, context, flags, id] : starts.Calls()) {
+    EXPECT_EQ(security, nullptr);
+    EXPECT_EQ(stackSize, 0u);
+    EXPECT_NE(procedure, nullptr);
+    EXPECT_NE(context, nullptr);
+    EXPECT_EQ(flags, 0u);
+    EXPECT_EQ(id, nullptr);
+  }
+  EXPECT_NE(std::get<2>(starts.Calls()[0]), std::get<2>(starts.Calls()[1]));
+}
+
+TEST_F(CoreThreads, AreStartedUnderTheLock) {
+  const LockProbe probe(host.Module());
+  std::vector<bool> wasFree;
+  IMPORT_HOOK(CreateThread) starts(host.Module());
+  starts.SetReplacement([&](auto... arguments) {
+    wasFree.push_back(probe.IsFree());
+    return starts.CallOriginal(arguments...);
+  });
+  host.Create();
+  StartBatch();
+  host->QueryServer(L"r", L"r2", L"1", L"127.0.0.1", 0);
+  host->WaitForThreads();
+  EXPECT_THAT(wasFree, ElementsAre(false, false));
+  EXPECT_TRUE(probe.IsFree());
+}
+
+TEST_F(CoreThreads, AreWaitedForWithoutATimeLimitAndClosedFromTheOldestOn) {
+  std::vector<HANDLE> threads;
+  std::vector<std::string> steps;
+  const auto numberOf = [&](HANDLE handle) {
+    const auto found = std::find(threads.begin(), threads.end(), handle);
+    return found == threads.end() ? std::string() : std::to_string(found - threads.begin());
+  };
+  const DWORD own = GetCurrentThreadId();
+  IMPORT_HOOK(CreateThread) starts(host.Module());
+  starts.SetReplacement([&](auto... arguments) {
+    threads.push_back(starts.CallOriginal(arguments...));
+    return threads.back();
+  });
+  IMPORT_HOOK(WaitForSingleObject) waits(host.Module());
+  waits.SetReplacement([&](HANDLE handle, DWORD timeout) {
+    if (GetCurrentThreadId() == own && !numberOf(handle).empty()) {
+      steps.push_back("wait " + numberOf(handle) + (timeout == INFINITE ? "" : " with a limit"));
+    }
+    return waits.CallOriginal(handle, timeout);
+  });
+  IMPORT_HOOK(CloseHandle) closes(host.Module());
+  closes.SetReplacement([&](HANDLE handle) {
+    if (GetCurrentThreadId() == own && !numberOf(handle).empty()) {
+      steps.push_back("close " + numberOf(handle));
+    }
+    return closes.CallOriginal(handle);
+  });
+  host.Create();
+  for (int i = 0; i < 3; ++i) StartBatch();
+  host->WaitForThreads();
+  EXPECT_THAT(steps, ElementsAre("wait 0", "close 0", "wait 1", "close 1", "wait 2", "close 2"));
+
+  // They are forgotten then.
+  steps.clear();
+  host->WaitForThreads();
+  EXPECT_THAT(steps, IsEmpty());
+  host.Destroy();
+  EXPECT_THAT(steps, IsEmpty());
+}
+
+TEST_F(CoreThreads, KeepTheirHandlesUntilTheNextWait) {
+  std::set<HANDLE> threads;
+  std::size_t closed = 0;
+  IMPORT_HOOK(CreateThread) starts(host.Module());
+  starts.SetReplacement([&](auto... arguments) {
+    const HANDLE thread = starts.CallOriginal(arguments...);
+    threads.insert(thread);
+    return thread;
+  });
+  IMPORT_HOOK(CloseHandle) closes(host.Module());
+  closes.SetReplacement([&](HANDLE handle) {
+    if (threads.contains(handle)) ++closed;
+    return closes.CallOriginal(handle);
+  });
+  host.Create();
+  StartBatch();
+  ASSERT_TRUE(WaitFor(*threads.begin(), kPatienceMs));
+  EXPECT_EQ(closed, 0u);
+  StartBatch();
+  EXPECT_THAT(threads, SizeIs(2));
+  host->WaitForThreads();
+  EXPECT_EQ(closed, 2u);
+}
+
+TEST_F(CoreThreads, AreWaitedForWithoutTheLock) {
+  const LockProbe probe(host.Module());
+  host.Create();
+  StartBatch();
+  const DWORD own = GetCurrentThreadId();
+  const std::size_t before = probe.EnteredBy(own);
+  host->WaitForThreads();
+  EXPECT_EQ(probe.EnteredBy(own), before);
+}
+
+TEST_F(CoreThreads, ThatTheSystemRefusesAreRecordedAsNull) {
+  IMPORT_HOOK(CreateThread) starts(host.Module());
+  starts.FailCall(0, nullptr, ERROR_NOT_ENOUGH_MEMORY);
+  std::vector<DWORD> limitsForNull;
+  IMPORT_HOOK(WaitForSingleObject) waits(host.Module());
+  waits.SetReplacement([&](HANDLE handle, DWORD timeout) {
+    if (handle == nullptr) limitsForNull.push_back(timeout);
+    return waits.CallOriginal(handle, timeout);
+  });
+  host.Create();
+  StartBatch();
+  StartBatch();
+  host->WaitForThreads();
+  EXPECT_THAT(limitsForNull, ElementsAre(INFINITE));
+  EXPECT_THAT(host.Drain(), SizeIs(1));
+}
+
+TEST_F(CoreThreads, WaitingWithoutAnyReturnsAtOnce) {
+  host.Create();
+  const std::size_t mark = errors.Mark();
+  host->WaitForThreads();
+  EXPECT_EQ(errors.Text(mark), "");
+}
+
+// The worker stands still in its first call of the helper's installation until the test lets it go.
+TEST_F(CoreThreads, DestructionBlocksUntilTheWorkerHasPostedItsResult) {
+  const ScopedHandle workerArrived = MakeManualResetEvent();
+  const ScopedHandle mayGoOn = MakeManualResetEvent();
+  IMPORT_HOOK(CoCreateGuid) guid(host.Module());
+  guid.SetReplacement([&](GUID* id) {
+    SetEvent(workerArrived.Get());
+    WaitFor(mayGoOn.Get(), kPatienceMs);
+    return guid.CallOriginal(id);
+  });
+  const DWORD own = GetCurrentThreadId();
+  std::vector<std::string> steps;
+  std::mutex mutex;
+  const auto step = [&](const char* name) {
+    const std::lock_guard guard(mutex);
+    steps.push_back(name);
+  };
+  IMPORT_HOOK(WaitForSingleObject) waits(host.Module());
+  waits.SetReplacement([&](HANDLE handle, DWORD timeout) {
+    // The destruction has come to its wait; only now does the worker go on.
+    if (GetCurrentThreadId() == own && timeout == INFINITE) SetEvent(mayGoOn.Get());
+    return waits.CallOriginal(handle, timeout);
+  });
+  host.Create();
+  host.Notifications().SetInsideCall([&] { step("posted"); });
+  StartBatch();
+  ASSERT_TRUE(WaitFor(workerArrived.Get(), kPatienceMs));
+  const std::size_t mark = errors.Mark();
+  host.Destroy();
+  step("destroyed");
+  EXPECT_THAT(steps, ElementsAre("posted", "destroyed"));
+  // The applications went after the worker.
+  const std::string lines = errors.Text(mark);
+  EXPECT_LT(lines.find("AppLauncher::~AppLauncher: Destroying instance "),
+            lines.find("AppLauncher::PingThreadWrap: Ping took "));
+  EXPECT_LT(lines.find("AppLauncher::PingThreadWrap: Ping took "),
+            lines.find("BaseApp::~BaseApp: Destroying instance "));
+}
+
+TEST(CoreDestructor, WritesItsAddressFirst) {
+  DllHost host;
+  const StreamCapture errors;
+  const std::string address = PointerText(host.Launcher());
+  host.Destroy();
+  const std::vector<std::string> lines = Lines(errors.Text());
+  ASSERT_THAT(lines, SizeIs(9));
+  EXPECT_EQ(lines[0], "AppLauncher::~AppLauncher: Destroying instance " + address);
+  std::set<std::string> others(lines.begin() + 1, lines.end());
+  EXPECT_THAT(others, SizeIs(8));
+  for (const std::string& line : others) {
+    EXPECT_EQ(line.substr(0, 38), "BaseApp::~BaseApp: Destroying instance");
+  }
+}
+
+TEST(CoreDestructor, DeletesTheLockThatTheConstructorMadeAtTheEnd) {
+  DllHost host(DllHost::Creation::kLater);
+  const LockProbe probe(host.Module());
+  const StreamCapture errors;
+  std::vector<std::pair<CRITICAL_SECTION*, std::size_t>> deleted;
+  IMPORT_HOOK(DeleteCriticalSection) deletes(host.Module());
+  deletes.SetReplacement([&](CRITICAL_SECTION* section) {
+    deleted.emplace_back(section, Lines(errors.Text()).size());
+    deletes.CallOriginal(section);
+  });
+  host.Create();
+  CRITICAL_SECTION* const lock = probe.Lock();
+  EXPECT_THAT(deleted, IsEmpty());
+  host.Destroy();
+  // After the line of the creation, that of the destruction and those of eight applications.
+  EXPECT_THAT(deleted, ElementsAre(std::make_pair(lock, std::size_t{10})));
+}
+
+// Seven games in the order of their identifiers, which is not that of their creation. All are
+// connected, so that polling them posts and destroying them closes a pipe each.
+TEST(CoreApplications, ArePolledAndDestroyedInAscendingOrderOfTheirIdentifiers) {
+  const StreamCapture errors;
+  std::vector<std::unique_ptr<PipeServer>> games;
+  for (const wchar_t* const name :
+       {L"tavr", L"tamsin", L"tamsin", L"tamsin", L"brenna", L"brenna", L"solano"}) {
+    games.push_back(
+        std::make_unique<PipeServer>(L"\\\\.\\pipe\\" + std::wstring(name) + L"_pellmar"));
+  }
+  DllHost host;
+  std::vector<HANDLE> opened;
+  std::vector<std::string> paths;
+  std::vector<HANDLE> closed;
+  IMPORT_HOOK(CreateFileA) opens(host.Module());
+  opens.SetReplacement([&](const char* path, auto... others) {
+    paths.push_back(path);
+    opened.push_back(opens.CallOriginal(path, others...));
+    return opened.back();
+  });
+  IMPORT_HOOK(CloseHandle) closes(host.Module());
+  closes.SetReplacement([&](HANDLE handle) {
+    if (std::find(opened.begin(), opened.end(), handle) != opened.end()) closed.push_back(handle);
+    return closes.CallOriginal(handle);
+  });
+
+  host->PollApps();
+  std::vector<std::wstring> ready;
+  for (const Event& event : host.Drain()) {
+    EXPECT_EQ(event.arg[0], L"READY");
+    ready.push_back(event.source);
+  }
+  EXPECT_THAT(ready,
+              ElementsAre(L"BRENNA-CTE-GAME", L"BRENNA-GAME", L"SOLANO-GAME", L"TAMSIN-BETA2-GAME",
+                          L"TAMSIN-CTE-GAME", L"TAMSIN-MAINLINE-GAME", L"TAVR-GAME"));
+  EXPECT_THAT(paths, ElementsAre("\\\\.\\pipe\\brenna_pellmar", "\\\\.\\pipe\\brenna_pellmar",
+                                 "\\\\.\\pipe\\solano_pellmar", "\\\\.\\pipe\\tamsin_pellmar",
+                                 "\\\\.\\pipe\\tamsin_pellmar", "\\\\.\\pipe\\tamsin_pellmar",
+                                 "\\\\.\\pipe\\tavr_pellmar"));
+  ASSERT_THAT(closed, IsEmpty());
+  host.Destroy();
+  EXPECT_THAT(closed, ElementsAreArray(opened));
+}
+
+TEST(CoreDestructor, ReturnsAllHandles) {
+  const EnvironmentVariable directory(L"KOVLAUNCH_INSTDIR", L"C:\\no such directory");
+  const StreamCapture errors;
+  DllHost host;
+  const auto work = [&] {
+    host->IsRunning(L"BRENNA-GAME");
+    host->PollApps();
+    host->QueryServer(L"r", L"r2", L"1", L"127.0.0.1", 0);
+    host.Post(L"s", L"n");
+    host.Destroy();
+    host.Create();
+  };
+  work();
+  const std::size_t before = CountHandles();
+  for (int i = 0; i < 10; ++i) work();
+  EXPECT_EQ(CountHandles(), before);
+}
+
+}  // namespace
+}  // namespace test_support
