@@ -1,0 +1,336 @@
+// Measures the portable code: frames, query responses, JSON texts.
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <msgpack.hpp>
+
+#include "bench/measure.h"
+#include "gamepipe/frame.h"
+#include "ping/ping_json.h"
+#include "query/query_json.h"
+#include "query/query_response.h"
+
+namespace {
+
+using bench::Compare;
+using bench::PrintFigure;
+using bench::PrintRow;
+using bench::Use;
+
+// ---- Query responses -------------------------------------------------------------------------
+
+class ResponseBytes {
+ public:
+  void Number(std::uint64_t value, int size) {
+    for (int i = size - 1; i >= 0; --i) bytes.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+  }
+  void Text(const std::string& text) {
+    Number(text.size(), 1);
+    bytes.insert(bytes.end(), text.begin(), text.end());
+  }
+  std::vector<std::uint8_t> bytes;
+};
+
+std::vector<std::uint8_t> MakeResponse(unsigned int playersInTeam) {
+  ResponseBytes response;
+  response.Number(10, 1);  // version
+  response.Number(3, 1);   // serverState: in round
+  response.Number(2, 1);   // platform
+  response.Number(0x1234567890ABCDEF, 8);
+  response.Number(0xFEDCBA0987654321, 8);
+  response.Number(123456789012, 8);  // gameId
+  response.Text("FrontierLarge0");
+  response.Number(1, 1);   // mapVariant
+  response.Number(10, 1);  // two entries
+  for (unsigned int team = 1; team <= 2; ++team) {
+    response.Number(team, 1);
+    response.Number(300 - team, 2);
+    response.Number(500, 2);
+  }
+  response.Text("MP_Harbor");
+  response.Number(1234, 4);
+  response.Number(100, 4);
+  response.Number(64, 1);
+  response.Number(3, 1);
+  response.Number(1, 1);  // two teams
+  response.Number(playersInTeam, 1);
+  response.Number(playersInTeam, 1);
+  response.Number(1, 1);  // faction of the second team
+  for (unsigned int i = 0; i < 2 * playersInTeam; ++i) {
+    response.Number(100000000000 + i * 7919, 8);
+    response.Text("Player_" + std::to_string(10 + i) + "_x");
+    response.Text("TAG");
+    response.Number(100 + i, 2);
+    response.Number(5000 + i * 13, 4);
+    response.Number(10 + i % 20, 2);
+    response.Number(i % 17, 2);
+    response.Number(i % 8, 1);
+    response.Number(i % 3, 1);
+  }
+  return response.bytes;
+}
+
+void Decode(const std::vector<std::uint8_t>& bytes, launcher::QueryResult& result) {
+  launcher::NetMessage message = launcher::NetMessage::MakeIncoming();
+  std::memcpy(message.Buffer(), bytes.data(), bytes.size());
+  message.SetSize(bytes.size());
+  launcher::QueryParseResponse(result, message);
+}
+
+// What a plain program writes with: a wide stream.
+std::wstring StreamedJson(const launcher::QueryResult& result) {
+  std::wostringstream json;
+  json << L"{\n  \"status\": \"" << result.status << L"\", \n  \"platform\": \""
+       << unsigned{result.platform} << L"\", \n  \"persistedIdPart1\": \""
+       << result.persistedIdPart1 << L"\", \n  \"persistedIdPart2\": \"" << result.persistedIdPart2
+       << L"\", \n  \"gameId\": \"" << result.gameId << L"\", \n  \"gameMode\": \""
+       << result.gameMode << L"\", \n  \"mapVariant\": " << unsigned{result.mapVariant}
+       << L",\n  \"currentMap\": \"" << result.currentMap << L"\", \n  \"roundTime\": \""
+       << result.roundTime << L"\", \n  \"defaultRoundTimeMultiplier\": \""
+       << result.defaultRoundTimeMultiplier << L"\", \n  \"maxPlayers\": "
+       << unsigned{result.maxPlayers} << L",\n  \"waitingPlayers\": "
+       << unsigned{result.waitingPlayers} << L",\n  \"frontier\": \n  {\n";
+  std::size_t left = result.frontierScores.size();
+  for (const auto& [team, score] : result.frontierScores) {
+    json << L"    \"" << unsigned{team} << L"\":\n    {\n          \"tickets\": " << score.tickets
+         << L",\n          \"ticketsMax\": " << score.ticketsMax << L"\n"
+         << (--left == 0 ? L"        }\n" : L"        },\n");
+  }
+  json << L"    },\n  \"teamInfo\": \n  {\n";
+  for (std::size_t i = 0; i < result.teams.size(); ++i) {
+    const launcher::TeamRecord& team = result.teams[i];
+    json << L"    \"" << i << L"\":\n    {\n      \"faction\": " << unsigned{team.faction}
+         << L",\n      \"players\":  \n      {\n";
+    left = team.players.size();
+    for (const launcher::PlayerRecord& player : team.players) {
+      json << L"        \"" << player.playerId << L"\":\n        {\n          \"name\": \""
+           << player.name << L"\",\n          \"tag\": \"" << player.tag
+           << L"\",\n          \"rank\": " << player.rank << L",\n          \"score\": "
+           << player.score << L",\n          \"kills\": " << player.kills
+           << L",\n          \"deaths\": " << player.deaths << L",\n          \"squad\": "
+           << unsigned{player.squad} << L",\n          \"role\": " << unsigned{player.role}
+           << L" \n" << (--left == 0 ? L"        }\n" : L"        },\n");
+    }
+    json << L"      }\n" << (i + 1 == result.teams.size() ? L"    }\n" : L"    },\n");
+  }
+  json << L"  }\n}\n";
+  return json.str();
+}
+
+// Returns whether both writers agree; a baseline that does something else would measure nothing.
+bool MeasureResponse() {
+  const std::vector<std::uint8_t> bytes = MakeResponse(32);
+  launcher::QueryResult expected;
+  Decode(bytes, expected);
+  const std::wstring finished = launcher::BuildQueryJson(expected);
+  if (StreamedJson(expected) != finished) return false;
+
+  const auto copy = std::make_unique<wchar_t[]>(finished.size());
+  const auto copyText = [&] {
+    std::memcpy(copy.get(), finished.data(), finished.size() * sizeof(wchar_t));
+    Use(copy.get());
+  };
+  const auto ours = [&] {
+    launcher::QueryResult result;
+    Decode(bytes, result);
+    Use(launcher::BuildQueryJson(result).data());
+  };
+  const auto streamed = [&] {
+    launcher::QueryResult result;
+    Decode(bytes, result);
+    Use(StreamedJson(result).data());
+  };
+#ifdef _WIN32
+  constexpr double kGoal = 18;
+#else
+  constexpr double kGoal = 7;
+#endif
+  PrintRow("query response, 64 players, decoded and written", "memcpy of the finished text",
+           Compare(copyText, 2000, ours, 200).ratio, kGoal);
+  PrintRow("query response, 64 players, decoded and written: times faster", "std::wostringstream",
+           1 / Compare(streamed, 20, ours, 200).ratio, 6, true);
+  for (const unsigned int players : {0U, 8U, 32U, 127U}) {
+    const std::vector<std::uint8_t> response = MakeResponse(players);
+    const double time = bench::TimeOf(
+        [&] {
+          launcher::QueryResult result;
+          Decode(response, result);
+          Use(launcher::BuildQueryJson(result).data());
+        },
+        2000);
+    PrintFigure("query response, " + std::to_string(2 * players) + " players", time / 1000,
+                "microseconds");
+  }
+  return true;
+}
+
+// ---- Ping results ----------------------------------------------------------------------------
+
+std::wstring StreamedPingJson(const launcher::PingInfos& infos) {
+  std::wostringstream json;
+  json << L"[\n";
+  std::size_t number = 1;
+  for (const launcher::PingInfo& info : infos) {
+    json << L"\t{\n"
+         << L"\t\t\"ipAddress\": \"" << info.ipAddress << L"\",\n"
+         << L"\t\t\"roundTripMSEC\": " << info.roundTripMsec << L"\n"
+         << (number++ < infos.size() ? L"\t},\n" : L"\t}\n");
+  }
+  json << L"]\n";
+  return json.str();
+}
+
+launcher::PingInfos MakePingInfos(unsigned int count) {
+  launcher::PingInfos infos;
+  for (unsigned int i = 0; i < count; ++i) {
+    infos.push_back({L"192.168." + std::to_wstring(i / 256) + L"." + std::to_wstring(i % 256),
+                     i * 7 % 400});
+  }
+  return infos;
+}
+
+bool MeasurePingJson() {
+  const launcher::PingInfos infos = MakePingInfos(256);
+  if (StreamedPingJson(infos) != launcher::BuildPingJson(infos)) return false;
+  const auto ours = [&] { Use(launcher::BuildPingJson(infos).data()); };
+  const auto streamed = [&] { Use(StreamedPingJson(infos).data()); };
+  PrintRow("ping JSON, 256 addresses: times faster", "std::wostringstream",
+           1 / Compare(streamed, 20, ours, 200).ratio, 6, true);
+  for (const unsigned int count : {1U, 16U, 256U}) {
+    const launcher::PingInfos some = MakePingInfos(count);
+    PrintFigure("ping JSON, " + std::to_string(count) + " addresses",
+                bench::TimeOf([&] { Use(launcher::BuildPingJson(some).data()); }, 2000) / 1000,
+                "microseconds");
+  }
+  return true;
+}
+
+// ---- Frames ----------------------------------------------------------------------------------
+
+// 53 bytes in all: 10 of name, 36 of arguments, 7 of frame.
+const vorn::PellmarCommand kCommand("PlayerMove", "123456 4711.5 -815.25 17.0 3 idle on");
+
+// Counts what is dispatched to it.
+class CountingCommand final : public vorn::PellmarCommand {
+ public:
+  CountingCommand() : PellmarCommand({}, {}) {}
+  void execute(const std::string& receivedName, const std::string& receivedArgs) override {
+    Use(receivedName.data());
+    Use(receivedArgs.data());
+    ++count;
+  }
+  std::size_t count = 0;
+};
+
+constexpr std::size_t kFramesInRead = 77;  // 4081 of 4096 bytes
+
+void MeasureEncoding() {
+  std::vector<std::uint8_t> frame;
+  launcher::EncodeFrame(kCommand, frame);
+  std::vector<std::uint8_t> copies;
+  const auto copyFrames = [&] {
+    copies.resize(kFramesInRead * frame.size());
+    std::uint8_t* to = copies.data();
+    for (std::size_t i = 0; i < kFramesInRead; ++i, to += frame.size()) {
+      std::memcpy(to, frame.data(), frame.size());
+    }
+    Use(copies.data());
+  };
+  std::vector<std::uint8_t> queue;
+  const auto encode = [&] {
+    queue.clear();
+    for (std::size_t i = 0; i < kFramesInRead; ++i) launcher::AppendFrame(kCommand, queue);
+    Use(queue.data());
+  };
+  PrintRow("53-byte frames encoded into the send queue", "memcpy of the frames",
+           Compare(copyFrames, 2000, encode, 500).ratio, 4);
+  msgpack::sbuffer packed;
+  const auto pack = [&] {
+    packed.clear();
+    for (std::size_t i = 0; i < kFramesInRead; ++i) {
+      msgpack::pack(packed, std::make_pair(std::string_view(kCommand.name),
+                                           std::string_view(kCommand.args)));
+    }
+    Use(packed.data());
+  };
+  PrintRow("53-byte frames encoded into the send queue", "msgpack",
+           Compare(pack, 200, encode, 500).ratio, 1);
+}
+
+// Feeds `count` frames at once and decodes them; the nanoseconds that one frame takes.
+double DecodingTime(std::size_t count) {
+  std::vector<std::uint8_t> frames;
+  for (std::size_t i = 0; i < count; ++i) launcher::AppendFrame(kCommand, frames);
+  vorn::CommandHandler handler(std::make_unique<CountingCommand>());
+  launcher::ReceiveBuffer received;
+  const auto decode = [&] {
+    received.Append(frames);
+    launcher::DecodeFrames(handler, received);
+  };
+  const int repetitions = static_cast<int>(200000 / count);
+  decode();
+  return bench::TimeOf(decode, repetitions) / static_cast<double>(count);
+}
+
+bool MeasureDecoding() {
+  std::vector<std::uint8_t> frames;
+  msgpack::sbuffer packed;
+  for (std::size_t i = 0; i < kFramesInRead; ++i) {
+    launcher::AppendFrame(kCommand, frames);
+    msgpack::pack(packed, std::make_pair(std::string_view(kCommand.name),
+                                         std::string_view(kCommand.args)));
+  }
+  auto counter = std::make_unique<CountingCommand>();
+  CountingCommand& counted = *counter;
+  vorn::CommandHandler handler(std::move(counter));
+  launcher::ReceiveBuffer received;
+  const auto decode = [&] {
+    received.Append(frames);
+    launcher::DecodeFrames(handler, received);
+  };
+  decode();
+  if (counted.count != kFramesInRead) return false;
+
+  CountingCommand peer;
+  const auto unpack = [&] {
+    msgpack::unpacker unpacker;
+    unpacker.reserve_buffer(packed.size());
+    std::memcpy(unpacker.buffer(), packed.data(), packed.size());
+    unpacker.buffer_consumed(packed.size());
+    msgpack::object_handle object;
+    while (unpacker.next(object)) {
+      const auto command = object.get().as<std::pair<std::string, std::string>>();
+      peer.execute(command.first, command.second);
+    }
+  };
+  unpack();
+  if (peer.count != kFramesInRead) return false;
+  PrintRow("53-byte frames decoded out of one read", "msgpack",
+           Compare(unpack, 100, decode, 500).ratio, 0.25);
+
+  // Flat: the dearest of the counts against the cheapest of the others.
+  std::vector<double> times;
+  for (const std::size_t count : {1U, 10U, 77U, 1000U}) {
+    times.push_back(DecodingTime(count));
+    PrintFigure("53-byte frames decoded, a frame when " + std::to_string(count) + " wait",
+                times.back(), "nanoseconds");
+  }
+  PrintRow("53-byte frames decoded, a frame when 1,000 wait", "a frame when 10 wait",
+           times[3] / times[1], 1.1);
+  return true;
+}
+
+}  // namespace
+
+int main() {
+  if (!MeasureResponse() || !MeasurePingJson() || !MeasureDecoding()) {
+    std::fprintf(stderr, "a baseline and the library disagree\n");
+    return 1;
+  }
+  MeasureEncoding();
+  return 0;
+}

@@ -1,0 +1,84 @@
+// Side-by-side measurements: both candidates run in turn, round after round, in one process, so that
+// whatever else the machine does meets both. A row is printed as one line of JSON; scripts/bench makes
+// the table of them.
+#ifndef LAUNCHER_BENCH_MEASURE_H_
+#define LAUNCHER_BENCH_MEASURE_H_
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+inline constexpr int kRounds = 61;
+
+using Clock = std::chrono::steady_clock;
+
+inline double Median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+/// Keeps the compiler from leaving out work whose result nobody looks at.
+inline void Use(const void* memory) { asm volatile("" : : "r"(memory) : "memory"); }
+
+/// Nanoseconds that one call of `work` takes, `repetitions` calls taken together.
+template <typename Work>
+double TimeOf(const Work& work, int repetitions) {
+  const auto start = Clock::now();
+  for (int i = 0; i < repetitions; ++i) work();
+  const std::chrono::duration<double, std::nano> span = Clock::now() - start;
+  return span.count() / repetitions;
+}
+
+struct Comparison {
+  double baseline;  // median, nanoseconds
+  double subject;
+  double ratio;  // median of the rounds' ratios
+};
+
+/// Measures `subject` against `baseline`. Each round runs both, `repetitions` times each.
+template <typename Baseline, typename Subject>
+Comparison Compare(const Baseline& baseline, int baselineRepetitions, const Subject& subject,
+                   int subjectRepetitions, int rounds = kRounds) {
+  TimeOf(baseline, baselineRepetitions);
+  TimeOf(subject, subjectRepetitions);
+  std::vector<double> baselines;
+  std::vector<double> subjects;
+  std::vector<double> ratios;
+  for (int round = 0; round < rounds; ++round) {
+    baselines.push_back(TimeOf(baseline, baselineRepetitions));
+    subjects.push_back(TimeOf(subject, subjectRepetitions));
+    ratios.push_back(subjects.back() / baselines.back());
+  }
+  return {Median(baselines), Median(subjects), Median(ratios)};
+}
+
+/// Prints one row. `goal` is the largest (or, with `atLeast`, the smallest) value that is good.
+inline void PrintRow(const std::string& name, const std::string& against, double value, double goal,
+                     bool atLeast = false, const std::string& unit = "ratio") {
+#ifdef _WIN32
+  const char* const platform = "Wine";
+#else
+  const char* const platform = "native";
+#endif
+  std::printf(
+      "{\"platform\":\"%s\",\"name\":\"%s\",\"against\":\"%s\",\"value\":%.3f,\"goal\":%.3f,"
+      "\"atLeast\":%s,\"unit\":\"%s\"}\n",
+      platform, name.c_str(), against.c_str(), value, goal, atLeast ? "true" : "false",
+      unit.c_str());
+  std::fflush(stdout);
+}
+
+/// Prints a figure that is shown but has no goal.
+inline void PrintFigure(const std::string& name, double value, const std::string& unit) {
+  PrintRow(name, "", value, 0, false, unit);
+}
+
+}  // namespace bench
+
+#endif  // LAUNCHER_BENCH_MEASURE_H_
