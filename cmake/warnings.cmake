@@ -23,7 +23,6 @@ function(launcher_enable_warnings target)
       -Wformat=2
       -Wimplicit-fallthrough
       -Wmissing-declarations
-      -Wnull-dereference
       -Wshadow
       -Wsign-conversion
       -Wundef
