@@ -1,0 +1,202 @@
+// The lookup of the installation directory, seen through the path at which a ping batch looks for
+// its helper program.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "tests/support/dll_host.h"
+#include "tests/support/environment_variable.h"
+#include "tests/support/import_redirector.h"
+#include "tests/support/registry_fixture.h"
+#include "tests/support/stream_capture.h"
+#include "tests/support/text.h"
+
+namespace test_support {
+namespace {
+
+using testing::ElementsAre;
+
+constexpr wchar_t kKey[] = L"SOFTWARE\\Vantor Web Plugins";
+
+std::vector<unsigned char> BytesOf(const std::wstring& text) {
+  std::vector<unsigned char> bytes(text.size() * sizeof(wchar_t));
+  std::memcpy(bytes.data(), text.data(), bytes.size());
+  return bytes;
+}
+
+class CoreInstallDir : public testing::Test {
+ protected:
+  // No directory of the tests exists, so the batch names the file that it did not find.
+  std::string HelperPath() {
+    const StreamCapture errors;
+    EXPECT_TRUE(host->PingBatch(L"batch", nullptr, 0));
+    host->WaitForThreads();
+    const std::string beginning = "AppLauncher::PingThreadProc: wstat of file ";
+    const std::string end = " failed";
+    for (const std::string& line : Lines(errors.Text())) {
+      if (line.starts_with(beginning) && line.ends_with(end)) {
+        return line.substr(beginning.size(), line.size() - beginning.size() - end.size());
+      }
+    }
+    return "no line";
+  }
+
+  EnvironmentVariable variable{L"KOVLAUNCH_INSTDIR", std::nullopt};
+  RegistryFixture registry;
+  DllHost host;
+};
+
+TEST_F(CoreInstallDir, IsTheVariableAsItStands) {
+  for (const wchar_t* const value :
+       {L"C:\\no such directory", L"C:\\no such directory\\", L"relative\\no such", L"..\\nowhere",
+        L"C:/no/such", L" C:\\blank ", L"C:\\n\u00E9\U0001F600", L"%TEMP%\\nowhere"}) {
+    variable.Set(value);
+    EXPECT_EQ(HelperPath(), Narrow(std::wstring(value) + L"\\helperx64.exe"));
+  }
+}
+
+TEST_F(CoreInstallDir, IsAVariableOfAnyLength) {
+  for (const std::size_t length : {258u, 259u, 260u, 261u, 262u, 520u, 5000u, 32000u}) {
+    const std::wstring value(length, L'x');
+    variable.Set(value);
+    EXPECT_EQ(HelperPath(), Narrow(value) + "\\helperx64.exe") << length;
+  }
+}
+
+TEST_F(CoreInstallDir, IsNotReadFromTheRegistryWhenTheVariableExists) {
+  registry.SetText(kKey, nullptr, L"C:\\registered");
+  IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
+  variable.Set(L"C:\\variable");
+  EXPECT_EQ(HelperPath(), "C:\\variable\\helperx64.exe");
+  variable.Set(L"");
+  EXPECT_EQ(HelperPath(), "\\helperx64.exe");
+  EXPECT_EQ(opens.CallCount(), 0u);
+}
+
+TEST_F(CoreInstallDir, IsTheDefaultValueOfTheKeyOtherwise) {
+  registry.SetText(kKey, nullptr, L"C:\\registered");
+  registry.SetText(kKey, L"Install Dir", L"C:\\another value");
+  EXPECT_EQ(HelperPath(), "C:\\registered\\helperx64.exe");
+}
+
+TEST_F(CoreInstallDir, IsEmptyWithoutTheKey) {
+  ASSERT_FALSE(RegistryKeyExists(kKey));
+  EXPECT_EQ(HelperPath(), "\\helperx64.exe");
+}
+
+TEST_F(CoreInstallDir, IsEmptyWhenTheKeyHasNoDefaultValue) {
+  registry.CreateKey(kKey);
+  EXPECT_EQ(HelperPath(), "\\helperx64.exe");
+}
+
+TEST_F(CoreInstallDir, IsLookedUpAfreshEachTime) {
+  registry.SetText(kKey, nullptr, L"C:\\first");
+  EXPECT_EQ(HelperPath(), "C:\\first\\helperx64.exe");
+  registry.SetText(kKey, nullptr, L"C:\\second");
+  EXPECT_EQ(HelperPath(), "C:\\second\\helperx64.exe");
+  variable.Set(L"C:\\third");
+  EXPECT_EQ(HelperPath(), "C:\\third\\helperx64.exe");
+  variable.Set(std::nullopt);
+  EXPECT_EQ(HelperPath(), "C:\\second\\helperx64.exe");
+}
+
+// 260 bytes: 129 characters and the terminator.
+TEST_F(CoreInstallDir, IsEmptyWhenTheValueIsLongerThan129Characters) {
+  registry.SetText(kKey, nullptr, std::wstring(129, L'x'));
+  EXPECT_EQ(HelperPath(), std::string(129, 'x') + "\\helperx64.exe");
+  registry.SetText(kKey, nullptr, std::wstring(130, L'x'));
+  EXPECT_EQ(HelperPath(), "\\helperx64.exe");
+  registry.SetText(kKey, nullptr, std::wstring(200, L'x'));
+  EXPECT_EQ(HelperPath(), "\\helperx64.exe");
+}
+
+TEST_F(CoreInstallDir, EndsAtTheFirstZero) {
+  registry.SetBytes(kKey, nullptr, REG_SZ, BytesOf(std::wstring(L"C:\\a\0b\0", 7)));
+  EXPECT_EQ(HelperPath(), "C:\\a\\helperx64.exe");
+}
+
+TEST_F(CoreInstallDir, IsReadSafelyFromDataWithoutATerminator) {
+  registry.SetBytes(kKey, nullptr, REG_SZ, BytesOf(L"C:\\dir"));
+  EXPECT_EQ(HelperPath(), "C:\\dir\\helperx64.exe");
+  // As much data as is asked for, of a type that the system does not terminate.
+  registry.SetBytes(kKey, nullptr, REG_BINARY, BytesOf(std::wstring(130, L'x')));
+  EXPECT_EQ(HelperPath(), std::string(130, 'x') + "\\helperx64.exe");
+}
+
+TEST_F(CoreInstallDir, IsReadSafelyFromDataOfOddLength) {
+  std::vector<unsigned char> bytes = BytesOf(L"C:\\dir");
+  bytes.push_back('y');
+  registry.SetBytes(kKey, nullptr, REG_BINARY, bytes);
+  EXPECT_EQ(HelperPath(), "C:\\diry\\helperx64.exe");
+}
+
+TEST_F(CoreInstallDir, IsReadWhateverTheTypeOfTheValueAndNotExpanded) {
+  registry.SetBytes(kKey, nullptr, REG_EXPAND_SZ, BytesOf(L"%TEMP%\\x"));
+  EXPECT_EQ(HelperPath(), "%TEMP%\\x\\helperx64.exe");
+}
+
+TEST_F(CoreInstallDir, OpensTheKeyInThe32BitViewAndClosesItAfterASuccess) {
+  registry.SetText(kKey, nullptr, L"C:\\registered");
+  std::vector<std::wstring> paths;
+  HKEY opened = nullptr;
+  IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
+  opens.SetReplacement(
+      [&](HKEY root, const wchar_t* path, DWORD options, REGSAM access, HKEY* key) {
+        paths.push_back(path);
+        const LSTATUS status = opens.CallOriginal(root, path, options, access, key);
+        opened = *key;
+        return status;
+      });
+  std::vector<DWORD> sizes;
+  IMPORT_HOOK(RegQueryValueExW) queries(host.Module());
+  queries.SetReplacement(
+      [&](HKEY key, const wchar_t* name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size) {
+        EXPECT_EQ(key, opened);
+        EXPECT_TRUE(name == nullptr || *name == L'\0');
+        EXPECT_EQ(reserved, nullptr);
+        sizes.push_back(*size);
+        return queries.CallOriginal(key, name, reserved, type, data, size);
+      });
+  IMPORT_HOOK(RegCloseKey) closes(host.Module());
+  EXPECT_EQ(HelperPath(), "C:\\registered\\helperx64.exe");
+  EXPECT_THAT(paths, ElementsAre(std::wstring(kKey)));
+  ASSERT_EQ(opens.CallCount(), 1u);
+  EXPECT_EQ(std::get<0>(opens.Calls()[0]), HKEY_LOCAL_MACHINE);
+  EXPECT_EQ(std::get<2>(opens.Calls()[0]), 0u);
+  EXPECT_EQ(std::get<3>(opens.Calls()[0]), 0x20219u);
+  EXPECT_THAT(sizes, ElementsAre(260u));
+  EXPECT_THAT(closes.Calls(), ElementsAre(std::make_tuple(opened)));
+}
+
+TEST_F(CoreInstallDir, LeavesTheKeyOpenAfterAFailedRead) {
+  registry.CreateKey(kKey);
+  HKEY opened = nullptr;
+  IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
+  opens.SetReplacement(
+      [&](HKEY root, const wchar_t* path, DWORD options, REGSAM access, HKEY* key) {
+        const LSTATUS status = opens.CallOriginal(root, path, options, access, key);
+        opened = *key;
+        return status;
+      });
+  IMPORT_HOOK(RegCloseKey) closes(host.Module());
+  EXPECT_EQ(HelperPath(), "\\helperx64.exe");
+  EXPECT_EQ(closes.CallCount(), 0u);
+  // It is a key that still works.
+  EXPECT_EQ(RegCloseKey(opened), ERROR_SUCCESS);
+}
+
+TEST_F(CoreInstallDir, IsEmptyWhenTheKeyCannotBeOpened) {
+  registry.SetText(kKey, nullptr, L"C:\\registered");
+  IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
+  opens.FailAlways(ERROR_ACCESS_DENIED);
+  IMPORT_HOOK(RegQueryValueExW) queries(host.Module());
+  IMPORT_HOOK(RegCloseKey) closes(host.Module());
+  EXPECT_EQ(HelperPath(), "\\helperx64.exe");
+  EXPECT_EQ(opens.CallCount(), 1u);
+  EXPECT_EQ(queries.CallCount(), 0u);
+  EXPECT_EQ(closes.CallCount(), 0u);
+}
+
+}  // namespace
+}  // namespace test_support
