@@ -26,8 +26,10 @@ inline void CheckConversions(const std::string& narrow) {
   Require(wide.size() <= narrow.size(), "no byte becomes more than one character");
   const std::string back = launcher::WideToUtf8(wide);
   Require(launcher::Utf8ToWide(back) == wide, "a wide text survives the way through UTF-8");
-  const bool plain =
-      std::all_of(narrow.begin(), narrow.end(), [](char c) { return c > '\0' && c <= '\x7F'; });
+  const bool plain = std::all_of(narrow.begin(), narrow.end(), [](char c) {
+    const auto byte = static_cast<std::uint8_t>(c);
+    return byte != 0 && byte < 0x80;
+  });
   if (plain) Require(back == narrow, "plain text survives the way through UTF-16");
 
   // In memory of exactly the size that is asked for.

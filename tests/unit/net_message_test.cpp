@@ -1,0 +1,348 @@
+#include "query/net_message.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "tests/unit/log_capture.h"
+
+namespace launcher {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// A message as it arrives, with bytes of an earlier, longer one behind it.
+NetMessage Received(const Bytes& bytes) {
+  NetMessage message = NetMessage::MakeIncoming();
+  std::fill_n(message.Buffer(), NetMessage::kCapacity, std::uint8_t{0x5A});
+  std::copy(bytes.begin(), bytes.end(), message.Buffer());
+  message.SetSize(bytes.size());
+  return message;
+}
+
+Bytes Sent(NetMessage& message) { return {message.Buffer(), message.Buffer() + message.Cursor()}; }
+
+// An outgoing message with room for `room` more bytes.
+NetMessage OutgoingWithRoom(std::size_t room) {
+  NetMessage message = NetMessage::MakeOutgoing();
+  message.SegmentWrite(Bytes(65536 - room, 0xEE));
+  return message;
+}
+
+TEST(NetMessage, IncomingStartsEmpty) {
+  const NetMessage message = NetMessage::MakeIncoming();
+  EXPECT_EQ(message.Cursor(), 0U);
+  EXPECT_EQ(message.Size(), 0U);
+  EXPECT_FALSE(message.IsWritable());
+}
+
+TEST(NetMessage, OutgoingStartsWithAllOfItsBuffer) {
+  const NetMessage message = NetMessage::MakeOutgoing();
+  EXPECT_EQ(message.Cursor(), 0U);
+  EXPECT_EQ(message.Size(), 65536U);
+  EXPECT_TRUE(message.IsWritable());
+}
+
+TEST(NetMessage, BufferHolds65536Bytes) {
+  NetMessage message = NetMessage::MakeIncoming();
+  message.Buffer()[0] = 0x11;
+  message.Buffer()[65535] = 0x22;
+  message.SetSize(65536);
+  Bytes all(65536);
+  message.SegmentRead(all.data(), all.size());
+  EXPECT_EQ(all.front(), 0x11);
+  EXPECT_EQ(all.back(), 0x22);
+  EXPECT_THROW(message.ReadByte(), NetMessageException);
+}
+
+TEST(NetMessage, MovedMessageKeepsItsBytesAndCursor) {
+  NetMessage message = Received({0x01, 0x02});
+  message.ReadByte();
+  NetMessage moved = std::move(message);
+  EXPECT_EQ(moved.ReadByte(), 2);
+  EXPECT_EQ(moved.Cursor(), 2U);
+}
+
+TEST(NetMessage, IsDestroyedVirtually) { EXPECT_TRUE(std::has_virtual_destructor_v<NetMessage>); }
+
+TEST(NetMessage, ExceptionIsAStandardOne) {
+  NetMessage message = Received({});
+  EXPECT_THROW(message.ReadByte(), std::exception);
+  EXPECT_TRUE((std::is_base_of_v<std::exception, NetMessageException>));
+}
+
+TEST(NetMessageRead, Byte) {
+  NetMessage message = Received({0xFE});
+  EXPECT_EQ(message.ReadByte(), 0xFE);
+  EXPECT_EQ(message.Cursor(), 1U);
+}
+
+TEST(NetMessageRead, NumbersAreBigEndian) {
+  NetMessage message = Received({
+      0x01, 0x02,                                      // 16 bits
+      0x81, 0x82, 0x83, 0x84,                          // 32 bits
+      0xF1, 0xF2, 0xF3, 0xF4, 0xF5, 0xF6, 0xF7, 0xF8,  // 64 bits
+      0x07,                                            // 8 bits
+  });
+  EXPECT_EQ(message.Read16(), 258);
+  EXPECT_EQ(message.Cursor(), 2U);
+  EXPECT_EQ(message.Read32(), 0x81828384U);
+  EXPECT_EQ(message.Cursor(), 6U);
+  EXPECT_EQ(message.Read64(), 0xF1F2F3F4F5F6F7F8U);
+  EXPECT_EQ(message.Cursor(), 14U);
+  EXPECT_EQ(message.ReadByte(), 7);
+  EXPECT_EQ(message.Cursor(), 15U);
+}
+
+TEST(NetMessageRead, LargestNumbers) {
+  NetMessage message = Received(Bytes(15, 0xFF));
+  EXPECT_EQ(message.ReadByte(), 255U);
+  EXPECT_EQ(message.Read16(), 65535U);
+  EXPECT_EQ(message.Read32(), 4294967295U);
+  EXPECT_EQ(message.Read64(), 18446744073709551615U);
+}
+
+TEST(NetMessageRead, RawBytes) {
+  NetMessage message = Received({0x01, 0x00, 0x03, 0x04});
+  Bytes destination(4, 0xAA);
+  message.SegmentRead(destination.data(), 3);
+  EXPECT_EQ(destination, (Bytes{0x01, 0x00, 0x03, 0xAA}));
+  EXPECT_EQ(message.Cursor(), 3U);
+}
+
+TEST(NetMessageRead, NoBytesAtTheEnd) {
+  NetMessage message = Received({0x01});
+  message.ReadByte();
+  EXPECT_NO_THROW(message.SegmentRead(nullptr, 0));
+  EXPECT_EQ(message.Cursor(), 1U);
+}
+
+struct Reader {
+  const char* name;
+  std::size_t width;
+  std::function<void(NetMessage&)> read;
+};
+
+const std::vector<Reader>& Readers() {
+  static const std::vector<Reader> readers{
+      {"byte", 1, [](NetMessage& message) { message.ReadByte(); }},
+      {"16 bits", 2, [](NetMessage& message) { message.Read16(); }},
+      {"32 bits", 4, [](NetMessage& message) { message.Read32(); }},
+      {"64 bits", 8, [](NetMessage& message) { message.Read64(); }},
+      {"raw", 3,
+       [](NetMessage& message) {
+         std::uint8_t destination[3];
+         message.SegmentRead(destination, sizeof(destination));
+       }},
+      {"string", 1, [](NetMessage& message) { message.ReadString(); }},
+  };
+  return readers;
+}
+
+TEST(NetMessageRead, ExactlyTheRemainingBytes) {
+  for (const Reader& reader : Readers()) {
+    SCOPED_TRACE(reader.name);
+    LogCapture log;
+    NetMessage message = Received(Bytes(reader.width, 0x00));
+    EXPECT_NO_THROW(reader.read(message));
+    EXPECT_EQ(message.Cursor(), reader.width);
+    EXPECT_EQ(log.Take(), "");
+  }
+}
+
+TEST(NetMessageRead, EveryReadThatIsTooLongThrowsAndMovesNothing) {
+  for (const Reader& reader : Readers()) {
+    for (std::size_t remaining = 0; remaining < reader.width; ++remaining) {
+      SCOPED_TRACE(reader.name);
+      SCOPED_TRACE(remaining);
+      LogCapture log;
+      NetMessage message = Received(Bytes(2 + remaining, 0x00));
+      message.Read16();
+      EXPECT_THROW(reader.read(message), NetMessageException);
+      EXPECT_EQ(message.Cursor(), 2U);
+      EXPECT_EQ(message.Size(), 2 + remaining);
+      EXPECT_EQ(log.Take(), "NetMessage::SegmentRead: Attempting read " +
+                                std::to_string(reader.width) +
+                                " bytes from offset 2 from stream of " +
+                                std::to_string(2 + remaining) + " bytes\n");
+      Bytes rest(remaining);
+      EXPECT_NO_THROW(message.SegmentRead(rest.data(), rest.size()));
+    }
+  }
+}
+
+TEST(NetMessageRead, LogLineOfAnEmptyMessage) {
+  LogCapture log;
+  NetMessage message = Received({});
+  EXPECT_THROW(message.ReadByte(), NetMessageException);
+  EXPECT_EQ(log.Take(),
+            "NetMessage::SegmentRead: Attempting read 1 bytes from offset 0 from stream of 0 "
+            "bytes\n");
+}
+
+TEST(NetMessageRead, CountThatOverflowsTheSumWithTheCursorThrows) {
+  LogCapture log;
+  NetMessage message = Received({0x01, 0x02});
+  message.ReadByte();
+  std::uint8_t destination = 0xAA;
+  EXPECT_THROW(message.SegmentRead(&destination, SIZE_MAX), NetMessageException);
+  EXPECT_EQ(destination, 0xAA);
+  EXPECT_EQ(message.Cursor(), 1U);
+  EXPECT_EQ(
+      log.Take(),
+      "NetMessage::SegmentRead: Attempting read 4294967295 bytes from offset 1 from stream of "
+      "2 bytes\n");
+}
+
+TEST(NetMessageString, OfNoBytesConsumesItsLength) {
+  NetMessage message = Received({0x00, 'a'});
+  EXPECT_EQ(message.ReadString(), "");
+  EXPECT_EQ(message.Cursor(), 1U);
+}
+
+TEST(NetMessageString, ConsumesLengthAndBytes) {
+  NetMessage message = Received({0x03, 'a', 'b', 'c', 'd'});
+  EXPECT_EQ(message.ReadString(), "abc");
+  EXPECT_EQ(message.Cursor(), 4U);
+}
+
+TEST(NetMessageString, ZeroInsideEndsTheTextAndNotTheReading) {
+  NetMessage message = Received({0x05, 'a', 'b', 0x00, 'c', 'd', 0x07});
+  EXPECT_EQ(message.ReadString(), "ab");
+  EXPECT_EQ(message.Cursor(), 6U);
+  EXPECT_EQ(message.ReadByte(), 7);
+}
+
+TEST(NetMessageString, ZeroInFrontMakesAnEmptyText) {
+  NetMessage message = Received({0x02, 0x00, 'a'});
+  EXPECT_EQ(message.ReadString(), "");
+  EXPECT_EQ(message.Cursor(), 3U);
+}
+
+TEST(NetMessageString, LongestTextIsWhole) {
+  Bytes bytes{0xFF};
+  bytes.resize(256, 'x');
+  NetMessage message = Received(bytes);
+  EXPECT_EQ(message.ReadString(), std::string(255, 'x'));
+  EXPECT_EQ(message.Cursor(), 256U);
+}
+
+TEST(NetMessageString, KeepsNothingOfALongerOneBefore) {
+  NetMessage message = Received({0x04, 'l', 'o', 'n', 'g', 0x01, 's', 0x00});
+  EXPECT_EQ(message.ReadString(), "long");
+  EXPECT_EQ(message.ReadString(), "s");
+  EXPECT_EQ(message.ReadString(), "");
+}
+
+TEST(NetMessageString, ZeroByteStandsBehindTheText) {
+  NetMessage message = Received({0x02, 'a', 'b', 'c'});
+  EXPECT_STREQ(message.ReadString().data(), "ab");
+}
+
+TEST(NetMessageString, BytesBeyond127ComeUnchanged) {
+  NetMessage message = Received({0x02, 0xC3, 0xA9});
+  EXPECT_EQ(message.ReadString(), "\xC3\xA9");
+}
+
+TEST(NetMessageString, LackOfBytesIsNoticedBehindTheLength) {
+  LogCapture log;
+  NetMessage message = Received({0x05, 'a', 'b', 'c', 'd'});
+  EXPECT_THROW(message.ReadString(), NetMessageException);
+  EXPECT_EQ(message.Cursor(), 1U);
+  EXPECT_EQ(log.Take(),
+            "NetMessage::SegmentRead: Attempting read 5 bytes from offset 1 from stream of 5 "
+            "bytes\n");
+}
+
+TEST(NetMessageWrite, NumbersAreBigEndian) {
+  NetMessage message = NetMessage::MakeOutgoing();
+  message.SegmentWrite(std::uint64_t{1});
+  EXPECT_EQ(message.Cursor(), 8U);
+  message.SegmentWrite(std::uint64_t{0xF1F2F3F4F5F6F7F8});
+  EXPECT_EQ(message.Cursor(), 16U);
+  message.SegmentWrite(std::uint32_t{0x81828384});
+  EXPECT_EQ(message.Cursor(), 20U);
+  EXPECT_EQ(Sent(message), (Bytes{
+                               0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x01,  // 1
+                               0xF1, 0xF2, 0xF3, 0xF4, 0xF5, 0xF6, 0xF7, 0xF8,  // 64 bits
+                               0x81, 0x82, 0x83, 0x84,                          // 32 bits
+                           }));
+}
+
+TEST(NetMessageWrite, RawBytes) {
+  NetMessage message = NetMessage::MakeOutgoing();
+  message.SegmentWrite(Bytes{0x01, 0x00, 0x03});
+  message.SegmentWrite(Bytes{});
+  message.SegmentWrite(Bytes{0x04});
+  EXPECT_EQ(Sent(message), (Bytes{0x01, 0x00, 0x03, 0x04}));
+}
+
+TEST(NetMessageWrite, ExactlyTheRemainingRoom) {
+  LogCapture log;
+  NetMessage with64 = OutgoingWithRoom(8);
+  with64.SegmentWrite(std::uint64_t{0x0102030405060708});
+  EXPECT_EQ(with64.Cursor(), 65536U);
+  EXPECT_EQ(with64.Buffer()[65528], 0x01);
+  EXPECT_EQ(with64.Buffer()[65535], 0x08);
+
+  NetMessage with32 = OutgoingWithRoom(4);
+  with32.SegmentWrite(std::uint32_t{0x01020304});
+  EXPECT_EQ(with32.Cursor(), 65536U);
+
+  NetMessage full = OutgoingWithRoom(0);
+  EXPECT_NO_THROW(full.SegmentWrite(Bytes{}));
+  EXPECT_EQ(log.Take(), "");
+}
+
+TEST(NetMessageWrite, EveryWriteThatIsTooLongThrowsAndChangesNothing) {
+  struct Writer {
+    std::size_t width;
+    std::function<void(NetMessage&)> write;
+  };
+  const Writer writers[] = {
+      {4, [](NetMessage& message) { message.SegmentWrite(std::uint32_t{0}); }},
+      {8, [](NetMessage& message) { message.SegmentWrite(std::uint64_t{0}); }},
+      {3, [](NetMessage& message) { message.SegmentWrite(Bytes(3, 0x00)); }},
+  };
+  for (const Writer& writer : writers) {
+    for (std::size_t room = 0; room < writer.width; ++room) {
+      SCOPED_TRACE(writer.width);
+      SCOPED_TRACE(room);
+      LogCapture log;
+      NetMessage message = OutgoingWithRoom(room);
+      std::fill_n(message.Buffer() + message.Cursor(), room, std::uint8_t{0x77});
+      EXPECT_THROW(writer.write(message), NetMessageException);
+      EXPECT_EQ(message.Cursor(), 65536 - room);
+      EXPECT_EQ(Bytes(message.Buffer() + 65536 - room, message.Buffer() + 65536),
+                Bytes(room, 0x77));
+      EXPECT_EQ(log.Take(), "NetMessage::SegmentWrite: Attempting write " +
+                                std::to_string(writer.width) + " bytes to offset " +
+                                std::to_string(65536 - room) + " to stream of 65536 bytes\n");
+    }
+  }
+}
+
+TEST(NetMessageWrite, LogLineOf64BitsWithoutRoom) {
+  LogCapture log;
+  NetMessage message = OutgoingWithRoom(7);
+  EXPECT_THROW(message.SegmentWrite(std::uint64_t{1}), NetMessageException);
+  EXPECT_EQ(log.Take(),
+            "NetMessage::SegmentWrite: Attempting write 8 bytes to offset 65529 to stream of 65536 "
+            "bytes\n");
+}
+
+TEST(NetMessageWrite, MessageThatWasReceivedHasNoRoomBehindItsBytes) {
+  NetMessage message = Received({0x01, 0x02, 0x03, 0x04});
+  EXPECT_THROW(message.SegmentWrite(std::uint64_t{1}), NetMessageException);
+  EXPECT_EQ(message.Cursor(), 0U);
+}
+
+}  // namespace
+}  // namespace launcher
