@@ -9,11 +9,9 @@
 namespace launcher {
 namespace {
 
-using testing::Each;
-using testing::ElementsAre;
-using testing::StrEq;
+using Texts = std::vector<std::wstring>;
 
-std::vector<const wchar_t*> TextsOf(IEventInfo& event) {
+Texts TextsOf(IEventInfo& event) {
   return {event.GetSource(), event.GetName(), event.GetArg0(), event.GetArg1(), event.GetArg2(),
           event.GetArg3(),   event.GetArg4(), event.GetArg5(), event.GetArg6(), event.GetArg7()};
 }
@@ -21,22 +19,20 @@ std::vector<const wchar_t*> TextsOf(IEventInfo& event) {
 TEST(EventInfo, HoldsTenTexts) {
   const EventPtr event = EventInfo::Create(
       {L"source", L"name", {L"a0", L"a1", L"a2", L"a3", L"a4", L"a5", L"a6", L"a7"}});
-  EXPECT_THAT(TextsOf(*event), ElementsAre(StrEq(L"source"), StrEq(L"name"), StrEq(L"a0"),
-                                           StrEq(L"a1"), StrEq(L"a2"), StrEq(L"a3"), StrEq(L"a4"),
-                                           StrEq(L"a5"), StrEq(L"a6"), StrEq(L"a7")));
+  EXPECT_EQ(TextsOf(*event),
+            (Texts{L"source", L"name", L"a0", L"a1", L"a2", L"a3", L"a4", L"a5", L"a6", L"a7"}));
 }
 
 TEST(EventInfo, IsEmptyAtFirst) {
   const EventPtr event = EventInfo::Create({});
-  EXPECT_THAT(TextsOf(*event), Each(StrEq(L"")));
+  EXPECT_EQ(TextsOf(*event), Texts(10));
 }
 
 TEST(EventInfo, TextsMayBeEmptyAnywhere) {
   const EventPtr event =
       EventInfo::Create({L"", L"name", {L"", L"a1", L"", L"", L"a4", L"", L"", L""}});
   EXPECT_THAT(TextsOf(*event),
-              ElementsAre(StrEq(L""), StrEq(L"name"), StrEq(L""), StrEq(L"a1"), StrEq(L""),
-                          StrEq(L""), StrEq(L"a4"), StrEq(L""), StrEq(L""), StrEq(L"")));
+              testing::ElementsAre(L"", L"name", L"", L"a1", L"", L"", L"a4", L"", L"", L""));
 }
 
 TEST(EventInfo, CopiesItsTexts) {

@@ -353,7 +353,7 @@ TEST(DecodeFrames, ATooSmallTotalLengthChangesNothing) {
     SCOPED_TRACE(static_cast<int>(total));
     Recorder recorder;
     Bytes frame = kJoinGame;
-    frame[2] = total;
+    frame.at(2) = total;
     EXPECT_TRUE(recorder.Decode(frame + kX));
     EXPECT_THAT(recorder.Take(), ElementsAre(Command("JoinGame", "a b c"), Command("X", "")));
   }
@@ -363,7 +363,7 @@ TEST(DecodeFrames, ATooSmallTotalLengthChangesNothing) {
 // they hold, so that a sanitizer sees a byte too many.
 TEST(DecodeFrames, InnerLengthsBeyondTheTotalWaitForTheirBytes) {
   Bytes frame = kJoinGame;
-  frame[2] = 0x05;
+  frame.at(2) = 0x05;
   for (std::size_t have = 5; have < frame.size(); ++have) {
     SCOPED_TRACE(have);
     const auto middle = frame.begin() + static_cast<std::ptrdiff_t>(have);
