@@ -335,10 +335,10 @@ TEST(AppsPipes, EachPipeIsOfferedToEveryGameThatSharesIt) {
        {L"TAMSIN-BETA2-GAME", L"TAMSIN-CTE-GAME", L"TAMSIN-MAINLINE-GAME"}},
       {R"(\\.\pipe\tavr_pellmar)", {L"TAVR-GAME"}}};
   for (const auto& [pipe, ids] : cases) {
-    DllHost host;
     // Opening any file at all counts as a connection; it is never pumped.
     const TempDirectory directory;
     const std::string file = Narrow(directory.WriteFile(L"pipe", ""));
+    DllHost host;
     IMPORT_HOOK(CreateFileA) creates(host.Module());
     creates.SetReplacement([&, &wanted = pipe](LPCSTR path, DWORD access, DWORD,
                                                SECURITY_ATTRIBUTES* security, DWORD, DWORD,

@@ -1,0 +1,262 @@
+// The store client: whether it is installed, and how it is opened.
+
+// The order matters.
+// clang-format off
+#include <winsock2.h>
+#include <windows.h>
+#include <tlhelp32.h>
+// clang-format on
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/support/dll_host.h"
+#include "tests/support/helper_installation.h"
+#include "tests/support/import_redirector.h"
+#include "tests/support/log_of.h"
+#include "tests/support/registry_fixture.h"
+#include "tests/support/text.h"
+
+namespace test_support {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+constexpr wchar_t kId[] = L"OSTREL-APP";
+constexpr wchar_t kKey[] = LR"(SOFTWARE\Ostrel)";
+constexpr wchar_t kValue[] = L"ClientVersion";
+
+TEST(AppsStore, VersionIsThatOfTheRegistry) {
+  RegistryFixture registry;
+  registry.SetText(kKey, kValue, L"9.4.1");
+  DllHost host;
+  bool installed = false;
+  EXPECT_EQ(LogOf([&] { installed = host->IsInstalled(kId); }),
+            "BaseApp::SetParameter: Setting parameter APP_VERSION to 9.4.1\n");
+  EXPECT_TRUE(installed);
+  std::wstring version;
+  EXPECT_EQ(LogOf([&] { version = host.GetVersion(kId); }),
+            "BaseApp::SetParameter: Setting parameter APP_VERSION to 9.4.1\n"
+            "BaseApp::GetParameter: Return paramter APP_VERSION => 9.4.1\n");
+  EXPECT_EQ(version, L"9.4.1");
+  EXPECT_EQ(host.GetParameter(kId, L"PUNKBUSTER_INSTALLED"), L"");
+  EXPECT_EQ(host.GetParameter(kId, L"EXPANSIONS_INSTALLED"), L"");
+}
+
+TEST(AppsStore, RegistryCallArguments) {
+  RegistryFixture registry;
+  registry.SetText(kKey, kValue, L"9.4.1");
+  DllHost host;
+  HKEY opened = nullptr;
+  IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
+  opens.SetReplacement([&](HKEY root, LPCWSTR path, DWORD options, REGSAM access, HKEY* key) {
+    EXPECT_EQ(root, HKEY_LOCAL_MACHINE);
+    EXPECT_STREQ(path, LR"(SOFTWARE\Ostrel)");
+    EXPECT_EQ(options, 0U);
+    EXPECT_EQ(access, 0x20219U);
+    const LSTATUS status = opens.CallOriginal(root, path, options, access, key);
+    opened = *key;
+    return status;
+  });
+  IMPORT_HOOK(RegQueryValueExW) queries(host.Module());
+  queries.SetReplacement(
+      [&](HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size) {
+        EXPECT_EQ(key, opened);
+        EXPECT_STREQ(name, L"ClientVersion");
+        EXPECT_EQ(reserved, nullptr);
+        EXPECT_EQ(*size, 255U);
+        return queries.CallOriginal(key, name, reserved, type, data, size);
+      });
+  IMPORT_HOOK(RegCloseKey) closes(host.Module());
+  EXPECT_TRUE(host->IsInstalled(kId));
+  EXPECT_EQ(opens.CallCount(), 1U);
+  EXPECT_EQ(queries.CallCount(), 1U);
+  // A success leaves the key open.
+  EXPECT_EQ(closes.CallCount(), 0U);
+}
+
+// The line shows the thread's last error, not the status that the registry returned.
+TEST(AppsStore, KeyThatCannotBeOpenedIsLoggedWithTheLastError) {
+  DllHost host;
+  IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
+  opens.FailAlways(ERROR_FILE_NOT_FOUND, 1234);
+  IMPORT_HOOK(RegCloseKey) closes(host.Module());
+  bool installed = true;
+  EXPECT_EQ(LogOf([&] { installed = host->IsInstalled(kId); }),
+            "OstrelApp::SetupGame: Failed to open registry key SOFTWARE\\Ostrel (1234)\n");
+  EXPECT_FALSE(installed);
+  EXPECT_EQ(closes.CallCount(), 0U);
+}
+
+TEST(AppsStore, ValueThatCannotBeReadIsLoggedWithTheLastErrorAndTheKeyClosed) {
+  RegistryFixture registry;
+  registry.SetText(kKey, kValue, L"9.4.1");
+  DllHost host;
+  HKEY opened = nullptr;
+  IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
+  opens.SetReplacement([&](HKEY root, LPCWSTR path, DWORD options, REGSAM access, HKEY* key) {
+    const LSTATUS status = opens.CallOriginal(root, path, options, access, key);
+    opened = *key;
+    return status;
+  });
+  IMPORT_HOOK(RegQueryValueExW) queries(host.Module());
+  queries.FailAlways(ERROR_FILE_NOT_FOUND, 4321);
+  StreamCapture log;
+  const std::string line =
+      "OstrelApp::SetupGame: Failed to query registry value ClientVersion (4321)\n";
+  std::vector<std::pair<HKEY, std::string>> closed;
+  IMPORT_HOOK(RegCloseKey) closes(host.Module());
+  closes.SetReplacement([&](HKEY key) {
+    closed.emplace_back(key, log.Text());
+    return closes.CallOriginal(key);
+  });
+  EXPECT_FALSE(host->IsInstalled(kId));
+  log.Stop();
+  EXPECT_EQ(log.Text(), line);
+  EXPECT_THAT(closed, ElementsAre(std::pair(opened, line)));
+}
+
+TEST(AppsStore, MissingKeyOrValueMeansNotInstalled) {
+  DllHost host;
+  EXPECT_FALSE(host->IsInstalled(kId));
+  EXPECT_EQ(host.GetVersion(kId), L"NOT_INSTALLED");
+  RegistryFixture registry;
+  registry.SetText(kKey, nullptr, L"9.4.1");
+  EXPECT_FALSE(host->IsInstalled(kId));
+  EXPECT_EQ(host.GetVersion(kId), L"NOT_INSTALLED");
+  registry.SetText(kKey, kValue, std::wstring());
+  EXPECT_TRUE(host->IsInstalled(kId));
+  EXPECT_EQ(host.GetVersion(kId), L"");
+}
+
+TEST(AppsStore, VersionOf126CharactersIsTheLongest) {
+  DllHost host;
+  RegistryFixture registry;
+  registry.SetText(kKey, kValue, std::wstring(126, L'9'));
+  EXPECT_EQ(host.GetVersion(kId), std::wstring(126, L'9'));
+  registry.SetText(kKey, kValue, std::wstring(127, L'9'));
+  EXPECT_FALSE(host->IsInstalled(kId));
+  EXPECT_EQ(host.GetVersion(kId), L"NOT_INSTALLED");
+}
+
+TEST(AppsStore, DataOfAnyShapeIsReadAsText) {
+  DllHost host;
+  RegistryFixture registry;
+  registry.SetBytes(kKey, kValue, REG_BINARY, std::vector<unsigned char>(255, 'A'));
+  // Half a character at the end, its other half is zero.
+  std::wstring text(127, L'\u4141');
+  text.push_back(L'A');
+  EXPECT_EQ(host.GetVersion(kId), text);
+  registry.SetBytes(kKey, kValue, REG_DWORD, {'1', 0, '2', 0});
+  EXPECT_EQ(host.GetVersion(kId), L"12");
+  registry.SetBytes(kKey, kValue, REG_BINARY, {'1', 0, 0, 0, '2', 0});
+  EXPECT_EQ(host.GetVersion(kId), L"1");
+}
+
+TEST(AppsStore, ProbingParametersOfGamesHaveNoEffect) {
+  RegistryFixture registry;
+  registry.SetText(kKey, kValue, L"9.4.1");
+  DllHost host;
+  host->SetParameter(kId, L"probeMethod", L"path");
+  host->SetParameter(kId, L"registryKey", L"SOFTWARE\\none");
+  EXPECT_EQ(LogOf([&] { EXPECT_TRUE(host->IsInstalled(kId)); }),
+            "BaseApp::SetParameter: Setting parameter APP_VERSION to 9.4.1\n");
+}
+
+TEST(AppsStore, LaunchHandsItsLinkToTheHelper) {
+  const HelperInstallation helper;
+  RegistryFixture registry;
+  registry.SetText(kKey, kValue, L"9.4.1");
+  DllHost host;
+  const ShellRecorder shell(host.Module());
+  bool launched = false;
+  EXPECT_EQ(LogOf([&] { launched = host->Launch(kId, L"library/ag4", true, L"", L"", L"", L""); }),
+            "BaseApp::SetParameter: Setting parameter APP_VERSION to 9.4.1\n"
+            "BaseApp::DoLaunch:102: Launching:\n"
+            ">>> BinaryName:  \n"
+            ">>> BinaryPath:  ostrel://library/ag4\n"
+            ">>> CommandLine: \n"
+            ">>> WorkDir:     \n"
+            ">>> Success!\n");
+  EXPECT_TRUE(launched);
+  ASSERT_THAT(shell.Calls(), SizeIs(1));
+  EXPECT_EQ(shell.Calls()[0].parameters, L"NO|SW_SHOWNA|ostrel://library/ag4|||");
+  EXPECT_EQ(shell.Calls()[0].file, helper.HelperPath());
+  EXPECT_THAT(host.Drain(), IsEmpty());
+  EXPECT_EQ(host.Notifications().CallCount(), 0);
+}
+
+TEST(AppsStore, FlagAndFurtherTextsOfALaunchHaveNoEffect) {
+  const HelperInstallation helper;
+  RegistryFixture registry;
+  registry.SetText(kKey, kValue, L"9.4.1");
+  DllHost host;
+  const ShellRecorder shell(host.Module());
+  EXPECT_TRUE(host->Launch(kId, L"", false, L"1", L"2", L"3", L"4"));
+  EXPECT_TRUE(host->Launch(kId, L"", true, L"1", L"2", L"3", L"4"));
+  ASSERT_THAT(shell.Calls(), SizeIs(2));
+  EXPECT_EQ(shell.Calls()[0].parameters, L"NO|SW_SHOWNA|ostrel://|||");
+  EXPECT_EQ(shell.Calls()[1].parameters, L"NO|SW_SHOWNA|ostrel://|||");
+}
+
+TEST(AppsStore, LaunchNeedsAnInstallation) {
+  const HelperInstallation helper;
+  DllHost host;
+  const ShellRecorder shell(host.Module());
+  IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
+  opens.FailAlways(ERROR_FILE_NOT_FOUND, 77);
+  bool launched = true;
+  EXPECT_EQ(LogOf([&] { launched = host->Launch(kId, L"library", true, L"", L"", L"", L""); }),
+            "OstrelApp::SetupGame: Failed to open registry key SOFTWARE\\Ostrel (77)\n");
+  EXPECT_FALSE(launched);
+  EXPECT_THAT(shell.Calls(), IsEmpty());
+}
+
+TEST(AppsStore, LaunchFailsWithoutTheHelper) {
+  const HelperInstallation helper(HelperInstallation::Helper::kNone);
+  RegistryFixture registry;
+  registry.SetText(kKey, kValue, L"9.4.1");
+  DllHost host;
+  EXPECT_THAT(LogOf([&] { EXPECT_FALSE(host->Launch(kId, L"library", true, L"", L"", L"", L"")); }),
+              testing::EndsWith("BaseApp::DoLaunch: wstat of file " + Narrow(helper.HelperPath()) +
+                                " failed\n"));
+}
+
+TEST(AppsStore, RealHelperGetsTheLink) {
+  const HelperInstallation helper(HelperInstallation::Helper::kKitProgram);
+  RegistryFixture registry;
+  registry.SetText(kKey, kValue, L"9.4.1");
+  DllHost host;
+  EXPECT_TRUE(host->Launch(kId, L"library", true, L"", L"", L"", L""));
+  EXPECT_THAT(helper.WaitForParameterLines(1, kPatienceMs),
+              ElementsAre(L"NO|SW_SHOWNA|ostrel://library|||"));
+}
+
+// The store client has no process that is followed, no pipe and no arguments.
+TEST(AppsStore, OtherOperationsDoNothing) {
+  RegistryFixture registry;
+  registry.SetText(kKey, kValue, L"9.4.1");
+  DllHost host;
+  host->SetParameter(kId, L"EXTRA_ARGUMENTS", L"-x");
+  IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
+  IMPORT_HOOK(CreateToolhelp32Snapshot) snapshots(host.Module());
+  const std::string log = LogOf([&] {
+    EXPECT_FALSE(host->SendCommand(kId, L"c", L"a", L"", L"", L""));
+    EXPECT_FALSE(host->Kill(kId, false));
+    EXPECT_FALSE(host->Kill(kId, true));
+    EXPECT_FALSE(host->IsRunning(kId));
+    EXPECT_EQ(host.GetExtraArguments(kId), L"");
+  });
+  EXPECT_EQ(log, "");
+  EXPECT_EQ(opens.CallCount(), 0U);
+  EXPECT_EQ(snapshots.CallCount(), 0U);
+}
+
+}  // namespace
+}  // namespace test_support
