@@ -86,6 +86,7 @@ class PipeCalls {
             module,
             [this](HANDLE handle, void* buffer, DWORD size, DWORD* count, OVERLAPPED* overlapped) {
               Note(handle, "ReadFile");
+              SetEvent(reading.Get());
               EXPECT_EQ(size, 1024U);
               EXPECT_NE(count, nullptr);
               EXPECT_EQ(overlapped, nullptr);
@@ -112,6 +113,9 @@ class PipeCalls {
   /// ERROR_SUCCESS, or the error of the real ConnectNamedPipe.
   DWORD ConnectResult() const { return connectResult; }
 
+  /// Waits until the library begins to read.
+  void WaitForRead() const { EXPECT_TRUE(WaitFor(reading.Get(), kPatienceMs)); }
+
   /// The pipe that the library has left open, to be closed by the test.
   ScopedHandle TakePipe() const { return ScopedHandle(pipe); }
 
@@ -123,6 +127,7 @@ class PipeCalls {
   std::wstring pipeName;
   HANDLE pipe = INVALID_HANDLE_VALUE;
   DWORD connectResult = MAXDWORD;
+  ScopedHandle reading = MakeManualResetEvent();
   std::vector<std::string> calls;
   IMPORT_HOOK(CreateNamedPipeW) creates;
   IMPORT_HOOK(ConnectNamedPipe) connects;
@@ -313,6 +318,8 @@ void ExpectRefusal(const std::vector<std::string>& messages) {
     EXPECT_TRUE(end);
     // Failures are the library's leaving, after the first message.
     for (const std::string& message : messages) WriteMessage(end, message);
+    pipe.WaitForRead();
+    WaitUntilRead(end);
   });
   EXPECT_EQ(PingOne(host), kNoTime);
   EXPECT_THAT(pipe.OfThePipe(), ElementsAre("ConnectNamedPipe", "ReadFile", "CloseHandle"));
@@ -404,6 +411,7 @@ TEST(PingExchange, HelperMayAnswerLate) {
     const ScopedHandle end = ConnectToBatch(request);
     EXPECT_TRUE(WaitFor(gate.Get(), kPatienceMs));
     WriteMessage(end, PingReply({7}));
+    WaitUntilRead(end);
   });
   const wchar_t* const addresses[] = {L"10.0.0.1"};
   host->PingBatch(L"batch", addresses, 1);

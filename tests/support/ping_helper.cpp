@@ -37,14 +37,20 @@ bool WriteMessage(const ScopedHandle& pipe, const std::string& bytes) {
          written == bytes.size();
 }
 
+void WaitUntilRead(const ScopedHandle& pipe) { FlushFileBuffers(pipe.Get()); }
+
+void Reply(const std::wstring& request, const std::string& bytes) {
+  const ScopedHandle pipe = ConnectToBatch(request);
+  WriteMessage(pipe, bytes);
+  WaitUntilRead(pipe);
+}
+
 PingHelper::PingHelper(HMODULE module, Answer requestAnswer)
     : answer(std::move(requestAnswer)),
       hook(module, [this](SHELLEXECUTEINFOW* info) { return Start(info); }) {}
 
 PingHelper::PingHelper(HMODULE module, const std::string& reply)
-    : PingHelper(module, [reply](const std::wstring& request) {
-        WriteMessage(ConnectToBatch(request), reply);
-      }) {}
+    : PingHelper(module, [reply](const std::wstring& request) { Reply(request, reply); }) {}
 
 PingHelper::~PingHelper() {
   for (std::thread& thread : threads) thread.join();

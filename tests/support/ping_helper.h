@@ -33,6 +33,13 @@ ScopedHandle ConnectToBatch(const std::wstring& request);
 /// Writes one message. Whether that was possible.
 bool WriteMessage(const ScopedHandle& pipe, const std::string& bytes);
 
+/// Waits until everything that was written has been read, or the library has left.
+void WaitUntilRead(const ScopedHandle& pipe);
+
+/// What a helper does: connects, writes one message, and leaves when it was read. One that leaves
+/// before the library has connected is taken for none.
+void Reply(const std::wstring& request, const std::string& bytes);
+
 /// How the library started the helper: its record with the pointers as they were, and copies of the
 /// texts.
 struct HelperStart {

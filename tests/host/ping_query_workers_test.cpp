@@ -1,0 +1,388 @@
+// What the worker threads of ping batches and of server queries have in common: how they are
+// started, waited for and ended.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/allocation_tracker.h"
+#include "tests/support/dll_host.h"
+#include "tests/support/helper_installation.h"
+#include "tests/support/import_redirector.h"
+#include "tests/support/lock_probe.h"
+#include "tests/support/ping_helper.h"
+#include "tests/support/process_snapshot.h"
+#include "tests/support/stream_capture.h"
+#include "tests/support/text.h"
+#include "tests/support/udp_peer.h"
+
+namespace test_support {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+/// A kind of work that runs on a thread of its own and needs nobody else to end.
+struct Worker {
+  const char* name;
+  void (*start)(DllHost& host, const wchar_t* id);
+  const wchar_t* eventName;
+  /// Where the event tells the identifier.
+  std::wstring (*idOf)(const Event& event);
+};
+
+void PrintTo(const Worker& worker, std::ostream* out) { *out << worker.name; }
+
+// The helper of these batches answers at once; see the fixture.
+void StartBatch(DllHost& host, const wchar_t* id) {
+  const wchar_t* const addresses[] = {L"10.0.0.1", L"10.0.0.2"};
+  host->PingBatch(id, addresses, 2);
+}
+
+// A query that ends without traffic, at its game identifier.
+void StartQuery(DllHost& host, const wchar_t* id) {
+  host->QueryServer(id, L"", L"none", L"127.0.0.1", 9);
+}
+
+constexpr Worker kWorkers[] = {
+    {"PingBatch", StartBatch, L"PingBatchResult", [](const Event& event) { return event.arg[0]; }},
+    {"QueryServer", StartQuery, L"QueryServerResult",
+     [](const Event& event) { return event.source; }},
+};
+
+class PingQueryWorkers : public testing::TestWithParam<Worker> {
+ protected:
+  PingQueryWorkers() : host(DllHost::Creation::kLater), lock(host.Module()) { host.Create(); }
+
+  void Start(const wchar_t* id = L"id") { GetParam().start(host, id); }
+
+  DllHost host;
+  const LockProbe lock;
+  const PingHelper helper{host.Module(), PingReply({7, 8})};
+};
+
+INSTANTIATE_TEST_SUITE_P(Kinds, PingQueryWorkers, testing::ValuesIn(kWorkers),
+                         testing::PrintToStringParamName());
+
+TEST_P(PingQueryWorkers, ThreadIsStartedUnderTheLockWithTheContextAsItsOnlyArgument) {
+  IMPORT_HOOK(CreateThread) creates(host.Module());
+  bool isLocked = false;
+  creates.SetReplacement([&](SECURITY_ATTRIBUTES* security, SIZE_T stackSize,
+                             LPTHREAD_START_ROUTINE procedure, void* context, DWORD flags,
+                             DWORD* id) {
+    isLocked = !lock.IsFree();
+    EXPECT_EQ(security, nullptr);
+    EXPECT_EQ(stackSize, 0U);
+    EXPECT_NE(context, nullptr);
+    EXPECT_EQ(flags, 0U);
+    EXPECT_EQ(id, nullptr);
+    return creates.CallOriginal(security, stackSize, procedure, context, flags, id);
+  });
+  Start();
+  EXPECT_TRUE(isLocked);
+  host->WaitForThreads();
+  EXPECT_TRUE(lock.IsFree());
+  EXPECT_EQ(creates.CallCount(), 1U);
+}
+
+TEST_P(PingQueryWorkers, ThreadProcedureReturnsZero) {
+  ScopedHandle thread;
+  IMPORT_HOOK(CreateThread) creates(host.Module());
+  creates.SetReplacement([&](SECURITY_ATTRIBUTES* security, SIZE_T stackSize,
+                             LPTHREAD_START_ROUTINE procedure, void* context, DWORD flags,
+                             DWORD* id) {
+    const HANDLE handle = creates.CallOriginal(security, stackSize, procedure, context, flags, id);
+    HANDLE copy = nullptr;
+    DuplicateHandle(GetCurrentProcess(), handle, GetCurrentProcess(), &copy, 0, FALSE,
+                    DUPLICATE_SAME_ACCESS);
+    thread.Reset(copy);
+    return handle;
+  });
+  Start();
+  host->WaitForThreads();
+  DWORD exitCode = STILL_ACTIVE;
+  EXPECT_TRUE(GetExitCodeThread(thread.Get(), &exitCode));
+  EXPECT_EQ(exitCode, 0U);
+}
+
+TEST_P(PingQueryWorkers, WaitingJoinsTheOldestFirstWithoutATimeLimitAndClosesAllHandles) {
+  std::vector<HANDLE> threads;
+  IMPORT_HOOK(CreateThread) creates(host.Module());
+  creates.SetReplacement([&](SECURITY_ATTRIBUTES* security, SIZE_T stackSize,
+                             LPTHREAD_START_ROUTINE procedure, void* context, DWORD flags,
+                             DWORD* id) {
+    threads.push_back(creates.CallOriginal(security, stackSize, procedure, context, flags, id));
+    return threads.back();
+  });
+  for (int i = 0; i < 3; ++i) Start();
+  std::vector<std::pair<std::string, HANDLE>> calls;
+  const DWORD hostThread = GetCurrentThreadId();
+  IMPORT_HOOK(WaitForSingleObject) waits(host.Module());
+  waits.SetReplacement([&](HANDLE object, DWORD limit) {
+    EXPECT_EQ(limit, INFINITE);
+    if (GetCurrentThreadId() == hostThread) calls.emplace_back("wait", object);
+    return waits.CallOriginal(object, limit);
+  });
+  IMPORT_HOOK(CloseHandle) closes(host.Module());
+  closes.SetReplacement([&](HANDLE object) {
+    if (GetCurrentThreadId() == hostThread) calls.emplace_back("close", object);
+    return closes.CallOriginal(object);
+  });
+  host->WaitForThreads();
+  ASSERT_THAT(threads, SizeIs(3));
+  const std::vector<std::pair<std::string, HANDLE>> expected = {
+      {"wait", threads[0]},  {"close", threads[0]}, {"wait", threads[1]},
+      {"close", threads[1]}, {"wait", threads[2]},  {"close", threads[2]}};
+  EXPECT_EQ(calls, expected);
+  // They are forgotten.
+  host->WaitForThreads();
+  host.Destroy();
+  EXPECT_EQ(calls, expected);
+}
+
+TEST_P(PingQueryWorkers, FailedCreateThreadIsRecordedLikeAnyOther) {
+  IMPORT_HOOK(CreateThread) creates(host.Module());
+  creates.FailAlways(static_cast<HANDLE>(nullptr), ERROR_NOT_ENOUGH_MEMORY);
+  Start();
+  std::vector<std::string> calls;
+  IMPORT_HOOK(WaitForSingleObject) waits(host.Module());
+  waits.SetReplacement([&](HANDLE object, DWORD) {
+    calls.emplace_back(object == nullptr ? "wait for null" : "wait");
+    return WAIT_FAILED;
+  });
+  IMPORT_HOOK(CloseHandle) closes(host.Module());
+  closes.SetReplacement([&](HANDLE object) {
+    calls.emplace_back(object == nullptr ? "close null" : "close");
+    return FALSE;
+  });
+  host->WaitForThreads();
+  EXPECT_THAT(calls, ElementsAre("wait for null", "close null"));
+  EXPECT_THAT(host.Drain(), IsEmpty());
+}
+
+TEST_P(PingQueryWorkers, FailedCreateThreadLeaksNothing) {
+  const AllocationTracker memory(host.Module());
+  IMPORT_HOOK(CreateThread) creates(host.Module());
+  creates.FailAlways(static_cast<HANDLE>(nullptr), ERROR_NOT_ENOUGH_MEMORY);
+  Start();
+  host->WaitForThreads();
+  EXPECT_EQ(memory.Outstanding(), 0U);
+}
+
+TEST_P(PingQueryWorkers, NotifierRunsUnderTheLockOnTheWorker) {
+  bool isLocked = false;
+  host.Notifications().SetInsideCall([&] { isLocked = !lock.IsFree(); });
+  Start();
+  host->WaitForThreads();
+  EXPECT_TRUE(isLocked);
+  EXPECT_TRUE(lock.IsFree());
+  ASSERT_THAT(host.Notifications().ThreadIds(), SizeIs(1));
+  EXPECT_NE(host.Notifications().ThreadIds()[0], GetCurrentThreadId());
+}
+
+TEST_P(PingQueryWorkers, ResultIsQueuedWhenTheNotifierRuns) {
+  std::vector<Event> seen;
+  host.Notifications().SetInsideCall([&] { seen = host.Drain(); });
+  Start(L"here");
+  host->WaitForThreads();
+  ASSERT_THAT(seen, SizeIs(1));
+  EXPECT_EQ(seen[0].name, GetParam().eventName);
+  EXPECT_EQ(GetParam().idOf(seen[0]), L"here");
+}
+
+TEST_P(PingQueryWorkers, LeaveNoMemoryBehind) {
+  // What the run-time allocates once per process or thread is there after the first time.
+  Start();
+  host->WaitForThreads();
+  host.Drain();
+  const AllocationTracker memory(host.Module());
+  for (int i = 0; i < 5; ++i) Start();
+  host->WaitForThreads();
+  EXPECT_THAT(host.Drain(), SizeIs(5));
+  EXPECT_EQ(memory.Outstanding(), 0U);
+}
+
+TEST_P(PingQueryWorkers, LeaveNoHandlesBehind) {
+  Start();
+  host->WaitForThreads();
+  const std::size_t before = CountHandles();
+  for (int i = 0; i < 5; ++i) {
+    Start();
+    host->WaitForThreads();
+  }
+  // The test's own threads that play the helper keep theirs until the end.
+  const std::size_t ownThreads = GetParam().start == StartBatch ? 5 : 0;
+  EXPECT_EQ(CountHandles(), before + ownThreads);
+}
+
+TEST_P(PingQueryWorkers, MayRunOutOfMemoryAnywhereAndTheHostLivesOn) {
+  Start();
+  host->WaitForThreads();
+  host.Drain();
+  AllocationTracker memory(host.Module());
+  // The thread's allocations are counted from its beginning.
+  std::size_t failing = 0;
+  IMPORT_HOOK(CreateThread) creates(host.Module());
+  creates.SetReplacement([&](SECURITY_ATTRIBUTES* security, SIZE_T stackSize,
+                             LPTHREAD_START_ROUTINE procedure, void* context, DWORD flags,
+                             DWORD* id) {
+    const HANDLE thread =
+        creates.CallOriginal(security, stackSize, procedure, context, flags | CREATE_SUSPENDED, id);
+    memory.FailOne(failing);
+    ResumeThread(thread);
+    return thread;
+  });
+  int results = 0;
+  int losses = 0;
+  for (;; ++failing) {
+    Start();
+    host->WaitForThreads();
+    const bool wasReached = memory.Count() > failing;
+    memory.FailNone();
+    const std::size_t events = host.Drain().size();
+    EXPECT_LE(events, 1U) << failing;
+    EXPECT_EQ(memory.Outstanding(), 0U) << failing;
+    if (!wasReached) break;
+    ++(events == 1 ? results : losses);
+  }
+  // Without memory for the event itself there is none.
+  EXPECT_GT(losses, 0);
+  EXPECT_EQ(host.Notifications().CallCount(), results + 2);
+}
+
+/// Runs a waiting call of the host on a thread of its own and tells when it waits for a worker.
+class WaitingCall {
+ public:
+  WaitingCall(DllHost& host, const std::function<void()>& call)
+      : waits(host.Module()), waiting(MakeManualResetEvent()) {
+    waits.SetReplacement([this](HANDLE object, DWORD limit) {
+      SetEvent(waiting.Get());
+      return waits.CallOriginal(object, limit);
+    });
+    thread = std::thread([this, call] {
+      call();
+      wasReleased = isReleased.load();
+    });
+    EXPECT_TRUE(WaitFor(waiting.Get(), kPatienceMs));
+  }
+  ~WaitingCall() {
+    if (thread.joinable()) thread.join();
+  }
+  WaitingCall(const WaitingCall&) = delete;
+  WaitingCall& operator=(const WaitingCall&) = delete;
+
+  /// To be called before the worker is let go.
+  void Release() { isReleased = true; }
+  /// Whether the call returned only after the release.
+  bool Join() {
+    thread.join();
+    return wasReleased;
+  }
+
+ private:
+  std::atomic<bool> isReleased = false;
+  std::atomic<bool> wasReleased = false;
+  IMPORT_HOOK(WaitForSingleObject) waits;
+  ScopedHandle waiting;
+  std::thread thread;
+};
+
+TEST_P(PingQueryWorkers, DestructionWaitsForTheResultAndDiscardsIt) {
+  const ScopedHandle posting = MakeManualResetEvent();
+  const ScopedHandle gate = MakeManualResetEvent();
+  host.Notifications().SetInsideCall([&] {
+    SetEvent(posting.Get());
+    EXPECT_TRUE(WaitFor(gate.Get(), kPatienceMs));
+  });
+  Start();
+  EXPECT_TRUE(WaitFor(posting.Get(), kPatienceMs));
+  WaitingCall destruction(host, [&] { host.Destroy(); });
+  destruction.Release();
+  SetEvent(gate.Get());
+  EXPECT_TRUE(destruction.Join());
+  EXPECT_EQ(host.Notifications().CallCount(), 1);
+}
+
+TEST_P(PingQueryWorkers, ResultsOfALauncherBeingDestroyedLeaveNoMemoryBehind) {
+  // A first launcher, with what the run-time allocates once per process.
+  Start();
+  host.Destroy();
+  const auto blocksOfALife = [this](bool withWork) {
+    const AllocationTracker memory(host.Module());
+    host.Create();
+    if (withWork) Start();
+    host.Destroy();
+    return memory.Outstanding();
+  };
+  const std::size_t without = blocksOfALife(false);
+  EXPECT_EQ(blocksOfALife(true), without);
+}
+
+// The test lets the library go by connecting to the pipe itself.
+TEST(PingWorkers, HelperThatNeverConnectsKeepsWaitForThreadsWaiting) {
+  DllHost host;
+  const PingHelper helper(host.Module(), [](const std::wstring&) {});
+  const wchar_t* const addresses[] = {L"10.0.0.1"};
+  host->PingBatch(L"batch", addresses, 1);
+  EXPECT_TRUE(helper.WaitForStarts(1, kPatienceMs));
+  WaitingCall wait(host, [&] { host->WaitForThreads(); });
+  EXPECT_EQ(host->GetNextEvent(), nullptr);
+  wait.Release();
+  Reply(helper.Starts()[0].request, PingReply({7}));
+  EXPECT_TRUE(wait.Join());
+  EXPECT_THAT(host.Drain(), SizeIs(1));
+}
+
+TEST(PingWorkers, HelperThatNeverConnectsKeepsTheDestructorWaiting) {
+  DllHost host;
+  const PingHelper helper(host.Module(), [](const std::wstring&) {});
+  const wchar_t* const addresses[] = {L"10.0.0.1"};
+  host->PingBatch(L"batch", addresses, 1);
+  EXPECT_TRUE(helper.WaitForStarts(1, kPatienceMs));
+  WaitingCall destruction(host, [&] { host.Destroy(); });
+  EXPECT_EQ(host.Notifications().CallCount(), 0);
+  destruction.Release();
+  // A helper that leaves without a word.
+  EXPECT_TRUE(ConnectToBatch(helper.Starts()[0].request));
+  EXPECT_TRUE(destruction.Join());
+  EXPECT_EQ(host.Notifications().CallCount(), 1);
+}
+
+TEST(PingQueryMixture, BatchesQueriesAndHostCallsDoNotDisturbEachOther) {
+  constexpr int kRounds = 10;
+  DllHost host;
+  const PingHelper helper(host.Module(), PingReply({7}));
+  const wchar_t* const addresses[] = {L"10.0.0.1"};
+  std::map<std::wstring, int> counts;
+  const auto count = [&] {
+    for (const Event& event : host.Drain()) ++counts[event.name];
+  };
+  for (int i = 0; i < kRounds; ++i) {
+    host->PingBatch(L"batch", addresses, 1);
+    host->QueryServer(L"query", L"", L"none", L"127.0.0.1", 9);
+    host.Post(L"host", L"Own");
+    host->SetParameter(L"OSTREL-APP", L"key", std::to_wstring(i).c_str());
+    EXPECT_EQ(host.GetParameter(L"OSTREL-APP", L"key"), std::to_wstring(i));
+    EXPECT_EQ(host.GetVersion(L"nobody"), L"INVALID_APP_ID");
+    host->PollApps();
+    count();
+  }
+  host->WaitForThreads();
+  count();
+  EXPECT_THAT(counts,
+              ElementsAre(std::pair(L"Own", kRounds), std::pair(L"PingBatchResult", kRounds),
+                          std::pair(L"QueryServerResult", kRounds)));
+  EXPECT_EQ(host.Notifications().CallCount(), 3 * kRounds);
+}
+
+}  // namespace
+}  // namespace test_support
