@@ -1,5 +1,5 @@
 // Where the program begins: there is no C run-time in front of it.
-#include "checks.h"
+#include "tests/host_msvc/checks.h"
 
 extern "C" __declspec(dllimport) void ExitProcess(unsigned int code);
 

@@ -1,6 +1,6 @@
 // A host with a header of its own, in which the destructors are virtual: what its compiler makes of
 // `delete` has to meet the library's slots.
-#include "checks.h"
+#include "tests/host_msvc/checks.h"
 
 namespace host_msvc {
 namespace own_header {

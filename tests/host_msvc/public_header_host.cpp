@@ -1,6 +1,6 @@
 // The public header under Microsoft's C++ ABI.
-#include "checks.h"
 #include "launcher/launcher.h"
+#include "tests/host_msvc/checks.h"
 
 namespace host_msvc {
 

@@ -1,0 +1,88 @@
+#include <gtest/gtest.h>
+
+#include "core/text.h"
+
+namespace launcher {
+namespace {
+
+// Letters of one to four bytes, the last one outside the basic plane.
+constexpr wchar_t kWide[] = L"a\u00E9\u20AC\U0001F600z";
+constexpr char kNarrow[] = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80z";
+
+TEST(WideToUtf8, EncodesEveryLengthOfSequence) {
+  EXPECT_EQ(WideToUtf8(kWide), kNarrow);
+  EXPECT_EQ(WideToUtf8(L"\U00010000\U0010FFFF"), "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF");
+}
+
+TEST(Utf8ToWide, DecodesEveryLengthOfSequence) {
+  EXPECT_EQ(Utf8ToWide(kNarrow), kWide);
+  EXPECT_EQ(Utf8ToWide("\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"), L"\U00010000\U0010FFFF");
+}
+
+TEST(TextConversions, GiveBackWhatTheyWereGiven) {
+  // Every code point of the basic plane but the surrogates, and some beyond.
+  std::wstring text;
+  for (unsigned int unit = 1; unit < 0x10000; ++unit) {
+    if (unit < 0xD800 || unit > 0xDFFF) text += static_cast<wchar_t>(unit);
+  }
+  text += L"\U00010000\U0001F600\U000E0100\U0010FFFF";
+  EXPECT_EQ(Utf8ToWide(WideToUtf8(text)), text);
+}
+
+TEST(TextConversions, KeepEmptyTextsEmpty) {
+  EXPECT_EQ(WideToUtf8(L""), "");
+  EXPECT_EQ(Utf8ToWide(""), L"");
+}
+
+TEST(TextConversions, StopAtAnEmbeddedZero) {
+  EXPECT_EQ(WideToUtf8(std::wstring(L"ab\0cd", 5)), "ab");
+  EXPECT_EQ(Utf8ToWide(std::string("ab\0cd", 5)), L"ab");
+  EXPECT_EQ(WideToUtf8(std::wstring(1, L'\0')), "");
+  EXPECT_EQ(Utf8ToWide(std::string(1, '\0')), L"");
+}
+
+TEST(TextConversions, TakeLongTexts) {
+  std::wstring wide;
+  std::string narrow;
+  for (int i = 0; i < 100000; ++i) {
+    wide += L'\u20AC';
+    narrow += "\xE2\x82\xAC";
+  }
+  EXPECT_EQ(WideToUtf8(wide), narrow);
+  EXPECT_EQ(Utf8ToWide(narrow), wide);
+}
+
+TEST(WideToUtf8, ReplacesAnUnpairedSurrogate) {
+  EXPECT_EQ(WideToUtf8(L"a\xD800z"), "a\xEF\xBF\xBDz");
+  EXPECT_EQ(WideToUtf8(L"a\xDC00z"), "a\xEF\xBF\xBDz");
+  EXPECT_EQ(WideToUtf8(L"a\xD800"), "a\xEF\xBF\xBD");
+}
+
+TEST(Utf8ToWide, ReplacesInvalidBytesAndKeepsTheRest) {
+  EXPECT_EQ(Utf8ToWide("a\xFFz"), L"a\uFFFDz");
+  EXPECT_EQ(Utf8ToWide("a\x80z"), L"a\uFFFDz");
+}
+
+// The text ends in the middle of a sequence: nothing behind it may be read.
+TEST(Utf8ToWide, IsSafeForACutSequenceAtTheEnd) {
+  for (const char* const text : {"ab\xC3", "ab\xE2\x82", "ab\xF0\x9F\x98"}) {
+    const std::wstring wide = Utf8ToWide(text);
+    EXPECT_EQ(wide.substr(0, 2), L"ab") << text;
+    EXPECT_LE(wide.size(), 5u) << text;
+    for (const wchar_t unit : wide.substr(2)) EXPECT_EQ(unit, 0xFFFD) << text;
+  }
+}
+
+TEST(Utf8ToWideInPlace, WritesTheTextAndItsTerminatorAndReturnsTheLength) {
+  const std::string narrow = kNarrow;
+  std::wstring memory(WideCapacity(narrow.size()) + 1, L'#');
+  const std::size_t length = Utf8ToWide(narrow, memory.data());
+  EXPECT_EQ(length, 6u);
+  EXPECT_EQ(memory.substr(0, length), kWide);
+  EXPECT_EQ(memory[length], L'\0');
+  // Beyond the memory that was asked for nothing is touched.
+  EXPECT_EQ(memory.back(), L'#');
+}
+
+}  // namespace
+}  // namespace launcher
