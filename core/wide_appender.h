@@ -93,6 +93,10 @@ class WideAppender {
   std::wstring_view Text() const { return {text.get(), used}; }
 
   WideAppender& operator<<(std::wstring_view added);
+  template <std::size_t Size>
+  WideAppender& operator<<(const wchar_t (&literal)[Size]) {
+    return *this << std::wstring_view(literal, Size - 1);
+  }
   WideAppender& operator<<(std::uint64_t number);
 
   /// A writer for up to `maxLength` characters, for parts that are written often. `End` takes it back

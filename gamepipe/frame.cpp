@@ -1,6 +1,7 @@
 #include "gamepipe/frame.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 
 namespace launcher {
@@ -49,9 +50,9 @@ void AppendFrame(const vorn::PellmarCommand& command, std::vector<std::uint8_t>&
   cursor = std::copy(std::begin(kFrameMagic), std::end(kFrameMagic), cursor);
   cursor = PutLittleEndian16(total, cursor);
   *cursor++ = LowByte(command.name.size());
-  cursor = std::copy(command.name.begin(), command.name.end(), cursor);
-  cursor = PutLittleEndian16(command.args.size(), cursor);
-  std::copy(command.args.begin(), command.args.end(), cursor);
+  std::memcpy(cursor, command.name.data(), command.name.size());
+  cursor = PutLittleEndian16(command.args.size(), cursor + command.name.size());
+  std::memcpy(cursor, command.args.data(), command.args.size());
 }
 
 void EncodeFrame(const vorn::PellmarCommand& command, std::vector<std::uint8_t>& out) {

@@ -1,26 +1,31 @@
 #include "ping/ping_json.h"
 
 #include <cstddef>
+#include <string_view>
 
 #include "core/wide_appender.h"
 
 namespace launcher {
 namespace {
 
-// The fixed texts of one entry, a long dotted address and a long number.
-constexpr std::size_t kEntryLength = 80;
+// What an entry takes at most, the address left out: 46 characters of fixed text and a number.
+constexpr std::size_t kEntryLength = 46 + WideWriter::kMaxDigits;
+
+// Usual addresses are no longer; longer ones make the text ask for memory again.
+constexpr std::size_t kAddressLength = 16;
 
 }  // namespace
 
 std::wstring BuildPingJson(const PingInfos& infos) {
-  WideAppender json(kEntryLength * (infos.size() + 1));
+  WideAppender json((kEntryLength + kAddressLength) * (infos.size() + 1));
   json << L"[\n";
   const PingInfo* const last = infos.data() + infos.size();
   for (const PingInfo& info : infos) {
-    json << L"\t{\n"
-         << L"\t\t\"ipAddress\": \"" << info.ipAddress << L"\",\n"
-         << L"\t\t\"roundTripMSEC\": " << info.roundTripMsec << L"\n"
-         << (&info + 1 == last ? L"\t}\n" : L"\t},\n");
+    WideWriter entry = json.Begin(kEntryLength + info.ipAddress.size());
+    entry << L"\t{\n\t\t\"ipAddress\": \"" << info.ipAddress
+          << L"\",\n\t\t\"roundTripMSEC\": " << info.roundTripMsec << L"\n\t}";
+    entry << (&info + 1 == last ? std::wstring_view(L"\n", 1) : std::wstring_view(L",\n", 2));
+    json.End(entry);
   }
   json << L"]\n";
   return std::wstring(json.Text());

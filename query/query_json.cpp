@@ -17,7 +17,9 @@ constexpr std::size_t kEntryLength = 128;
 constexpr std::size_t kPlayerLength = 256 + 8 * WideWriter::kMaxDigits;
 
 // Closes an entry of a list whose entries are indented by eight.
-std::wstring_view EntryClose(bool last) { return last ? L"        }\n" : L"        },\n"; }
+std::wstring_view EntryClose(bool last) {
+  return last ? std::wstring_view(L"        }\n", 10) : std::wstring_view(L"        },\n", 11);
+}
 
 void WriteHeader(WideAppender& json, const QueryResult& result) {
   json << L"  \"status\": \"" << result.status << L"\", \n"
