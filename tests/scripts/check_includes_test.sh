@@ -47,6 +47,9 @@ MakeTree() {
   Include tests/windows/client_test.cpp '"gamepipe/client.h"'
   Include examples/host.cpp '"launcher/launcher.h"'
   Include kit/game.cpp '<windows.h>'
+  Include fuzz/property.h '<string>'
+  Include bench/measure.h '<string>'
+  Include examples/demo.h '<string>'
 }
 
 # Expect <output>: what check-includes says about the tree; nothing means success.
@@ -105,6 +108,13 @@ ExpectOffence tests/support/dll.h '"core/words.h"' \
 host: tests/support/dll.h -> core/words.h, which is not public'
 ExpectOffence examples/host.cpp '"core/words.h"' \
   'host: examples/host.cpp -> core/words.h, which is not public'
+ExpectOffence tools/console.cpp '"core/words.h"' \
+  'host: tools/console.cpp -> core/words.h, which is not public'
+ExpectOffence hosts/browser/main.cpp '"core/words.h"' \
+  'host: hosts/browser/main.cpp -> core/words.h, which is not public'
+ExpectOffence core/log.cpp '"fuzz/property.h"' 'core/log.cpp must not include fuzz/property.h'
+ExpectOffence core/log.cpp '"bench/measure.h"' 'core/log.cpp must not include bench/measure.h'
+ExpectOffence core/log.cpp '"examples/demo.h"' 'core/log.cpp must not include examples/demo.h'
 ExpectOffence kit/game.cpp '"gamepipe/client.h"' \
   'host: kit/game.cpp -> gamepipe/client.h, which is not public'
 ExpectOffence apps/game.cpp '"game.h"' \
