@@ -86,5 +86,14 @@ TEST(PingJson, AddressesLongerThanExpected) {
   EXPECT_EQ(BuildPingJson(infos), expected);
 }
 
+// Such a text asks for exactly the memory that it needs.
+TEST(PingJson, HugeAddress) {
+  const std::wstring address(100000, L'9');
+  EXPECT_EQ(BuildPingJson({{address, 4294967295U}, {L"a", 1}}),
+            L"[\n\t{\n\t\t\"ipAddress\": \"" + address +
+                L"\",\n\t\t\"roundTripMSEC\": 4294967295\n\t},\n"
+                L"\t{\n\t\t\"ipAddress\": \"a\",\n\t\t\"roundTripMSEC\": 1\n\t}\n]\n");
+}
+
 }  // namespace
 }  // namespace launcher

@@ -686,6 +686,46 @@ TEST(QueryJsonTeams, SixtyFourPlayers) {
   EXPECT_EQ(BuildQueryJson(result), WithTeams(expected));
 }
 
+// Such texts ask for exactly the memory that they need.
+TEST(QueryJsonTeams, HugeNameAndTag) {
+  QueryResult result;
+  result.teams.resize(1);
+  const std::wstring name(100000, L'n');
+  const std::wstring tag(100000, L't');
+  PlayerRecord player = MakePlayer(18446744073709551615U);
+  player.name = name;
+  player.tag = tag;
+  player.rank = 65535;
+  player.score = 4294967295U;
+  player.kills = 65535;
+  player.deaths = 65535;
+  player.squad = 255;
+  player.role = 255;
+  result.teams[0].players = {player};
+  EXPECT_EQ(BuildQueryJson(result), WithTeams(L"    \"0\":\n"
+                                              L"    {\n"
+                                              L"      \"faction\": 0,\n"
+                                              L"      \"players\":  \n"
+                                              L"      {\n"
+                                              L"        \"18446744073709551615\":\n"
+                                              L"        {\n"
+                                              L"          \"name\": \"" +
+                                              name +
+                                              L"\",\n"
+                                              L"          \"tag\": \"" +
+                                              tag +
+                                              L"\",\n"
+                                              L"          \"rank\": 65535,\n"
+                                              L"          \"score\": 4294967295,\n"
+                                              L"          \"kills\": 65535,\n"
+                                              L"          \"deaths\": 65535,\n"
+                                              L"          \"squad\": 255,\n"
+                                              L"          \"role\": 255 \n"
+                                              L"        }\n"
+                                              L"      }\n"
+                                              L"    }\n"));
+}
+
 TEST(QueryJsonTeams, AHundredAndTwentyEightTeams) {
   QueryResult result;
   result.teams.resize(128);
