@@ -183,6 +183,9 @@ void WriteReply(const std::wstring& pipeName, const kit::Bytes& reply) {
   const BOOL done = reply.empty() || WriteFile(pipe, reply.data(), static_cast<DWORD>(reply.size()),
                                                &written, nullptr);
   const DWORD error = GetLastError();
+  // Waits until the reply was read: a helper that has left before the launcher accepts it on the
+  // pipe is taken for none.
+  FlushFileBuffers(pipe);
   CloseHandle(pipe);
   if (!done) {
     throw std::runtime_error("cannot write the reply: " + kit::DescribeError(error));
