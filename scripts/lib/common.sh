@@ -10,7 +10,8 @@ unset CMAKE_TOOLCHAIN_FILE CMAKE_GENERATOR CMAKE_BUILD_TYPE
 # Tools may have been started without standard input, and none of them needs it.
 exec </dev/null
 
-buildPackages=(cmake ninja-build g++-mingw-w64-x86-64-posix googletest nlohmann-json3-dev)
+buildPackages=(cmake ninja-build g++-mingw-w64-x86-64-posix googletest nlohmann-json3-dev
+  libcli11-dev)
 winePackages=(wine wine64)
 testPackages=(g++ clang clang-format clang-tidy lld pkgconf)
 

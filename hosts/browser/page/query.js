@@ -1,0 +1,70 @@
+// What a game server tells, with a scoreboard for each team.
+
+import {byId, element, whileBusy} from './dom.js';
+
+function duration(seconds) {
+  const minutes = Math.floor(seconds / 60);
+  return `${minutes}:${String(seconds % 60).padStart(2, '0')}`;
+}
+
+function facts(state) {
+  const players = state.teams.reduce((count, team) => count + team.players.length, 0);
+  const shown = [
+    ['Mode', state.gameMode],
+    ['Map', state.currentMap],
+    ['Round', duration(Number(state.roundTime))],
+    ['Players', `${players} of ${state.maxPlayers}, ${state.waitingPlayers} waiting`],
+  ];
+  for (const {name, values} of state.mode.rows) {
+    const label = /^\d+$/.test(name) && state.mode.kind !== 'armsLadder' ? `Team ${name}` : name;
+    const text = Object.entries(values).map(([key, value]) => `${key} ${value}`);
+    shown.push([label, text.join(', ')]);
+  }
+  return shown.map(([term, text]) =>
+    element('div', {}, element('dt', {}, term), element('dd', {}, text)),
+  );
+}
+
+const COLUMNS = ['rank', 'score', 'kills', 'deaths'];
+
+function scoreboard({faction, players}, index) {
+  const head = [
+    element('th', {scope: 'col'}, 'Player'),
+    ...COLUMNS.map((column) => element('th', {scope: 'col', class: 'number'}, column)),
+  ];
+  const rows = [...players]
+    .sort((a, b) => b.score - a.score)
+    .map((player) =>
+      element(
+        'tr',
+        {},
+        element('th', {scope: 'row'}, element('span', {class: 'tag'}, `${player.tag} `), player.name),
+        ...COLUMNS.map((column) => element('td', {class: 'number'}, String(player[column]))),
+      ),
+    );
+  return element(
+    'table',
+    {},
+    element('caption', {}, `Team ${index}, faction ${faction}`),
+    element('thead', {}, element('tr', {}, ...head)),
+    element('tbody', {}, ...rows),
+  );
+}
+
+export function setUpQuery(launcher) {
+  const form = byId('query-form');
+  form.addEventListener('submit', (submission) => {
+    submission.preventDefault();
+    whileBusy(form.querySelector('button'), byId('query-message'), async () => {
+      byId('server').hidden = true;
+      const state = await launcher.query({
+        address: byId('server-address').value.trim(),
+        port: byId('server-port').valueAsNumber,
+        gameId: byId('game-id').value,
+      });
+      byId('server-facts').replaceChildren(...facts(state));
+      byId('teams').replaceChildren(...state.teams.map(scoreboard));
+      byId('server').hidden = false;
+    });
+  });
+}

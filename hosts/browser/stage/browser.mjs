@@ -1,0 +1,122 @@
+// Chromium, driven through chromedriver by the W3C WebDriver protocol.
+
+import {Program} from './processes.mjs';
+
+const SCRIPT_LIMIT_MS = 60_000;
+const ELEMENT_KEY = 'element-6066-11e4-a52e-4f735466cecf';
+
+// What a browser in a test leaves alone: Google's hosts, first-run pages, its own updates.
+const QUIET = [
+  '--disable-background-networking',
+  '--disable-component-update',
+  '--disable-gpu',
+  '--disable-quic',
+  '--disable-sync',
+  '--no-default-browser-check',
+  '--no-first-run',
+  // The browser no longer loads unpacked extensions by command line unless it is told to.
+  '--disable-features=DisableLoadExtensionCommandLineSwitch',
+];
+
+export class Browser {
+  #driver;
+  #url;
+  #session;
+
+  static async start({profile, extension, headless, environment}) {
+    const browser = new Browser();
+    browser.#driver = new Program('chromedriver', ['--port=0'], {
+      env: {...process.env, ...environment},
+    });
+    const [, port] = await browser.#driver.waitForLine(/started successfully on port (\d+)/);
+    browser.#url = `http://127.0.0.1:${port}`;
+    const args = [
+      ...QUIET,
+      `--user-data-dir=${profile}`,
+      `--load-extension=${extension}`,
+      ...(headless ? ['--headless=new', '--window-size=1280,1400'] : []),
+      // The browser's own sandbox refuses to work for root.
+      ...(process.getuid() === 0 ? ['--no-sandbox'] : []),
+    ];
+    const {sessionId} = await browser.#call('POST', '/session', {
+      capabilities: {alwaysMatch: {'goog:chromeOptions': {binary: '/usr/bin/chromium', args}}},
+    });
+    browser.#session = `/session/${sessionId}`;
+    await browser.#post('/timeouts', {script: SCRIPT_LIMIT_MS});
+    return browser;
+  }
+
+  async end() {
+    if (this.#session) await this.#call('DELETE', this.#session);
+    await this.#driver.end();
+  }
+
+  open(url) {
+    return this.#post('/url', {url});
+  }
+
+  async click(selector) {
+    const element = await this.#post('/element', {using: 'css selector', value: selector});
+    await this.#post(`/element/${element[ELEMENT_KEY]}/click`);
+  }
+
+  /** Replaces what stands in a field, as a person would. */
+  async type(selector, text) {
+    const element = await this.#post('/element', {using: 'css selector', value: selector});
+    await this.#post(`/element/${element[ELEMENT_KEY]}/clear`);
+    await this.#post(`/element/${element[ELEMENT_KEY]}/value`, {text});
+  }
+
+  /** Runs an async function in the page; its result must be JSON. */
+  async run(work, ...args) {
+    const script = `
+      const [args, done] = arguments;
+      (${work})(...args).then((value) => done({value}), (error) =>
+        done({failed: {code: error.code, message: String(error.message)}}));`;
+    const {value, failed} = await this.#post('/execute/async', {script, args: [args]});
+    if (failed) throw Object.assign(new Error(failed.message), {code: failed.code});
+    return value;
+  }
+
+  /** Waits until the text of an element matches, and returns the text. */
+  waitForText(selector, pattern) {
+    const look = (wanted, source) =>
+      new Promise((resolve) => {
+        const observer = new MutationObserver(() => check());
+        const check = () => {
+          const text = document.querySelector(wanted)?.textContent ?? '';
+          if (!new RegExp(source).test(text)) return;
+          observer.disconnect();
+          resolve(text);
+        };
+        observer.observe(document, {
+          subtree: true, childList: true, characterData: true, attributes: true,
+        });
+        check();
+      });
+    return this.run(look, selector, pattern.source);
+  }
+
+  async screenshot() {
+    return Buffer.from(await this.#call('GET', `${this.#session}/screenshot`), 'base64');
+  }
+
+  async windowSize(width, height) {
+    await this.#post('/window/rect', {width, height});
+  }
+
+  #post(path, body = {}) {
+    return this.#call('POST', this.#session + path, body);
+  }
+
+  async #call(method, path, body) {
+    const response = await fetch(this.#url + path, {
+      method,
+      body: body && JSON.stringify(body),
+      headers: {'content-type': 'application/json'},
+    });
+    const {value} = await response.json();
+    if (!response.ok) throw new Error(`${method} ${path}: ${value.message}`);
+    return value;
+  }
+}

@@ -1,0 +1,85 @@
+// What every host does with launcher.dll: loading it, owning the launcher, fetching its events.
+#ifndef LAUNCHER_HOSTS_COMMON_LAUNCHER_CLIENT_H_
+#define LAUNCHER_HOSTS_COMMON_LAUNCHER_CLIENT_H_
+
+#include <windows.h>
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "launcher/launcher.h"
+
+namespace host {
+
+/// A copy of an event, in UTF-8.
+struct Event {
+  std::string source;
+  std::string name;
+  std::array<std::string, 8> arguments;
+};
+
+/// Whether an event is the result of a worker. A running game chooses the names of its commands, so
+/// the name alone proves nothing: the source of a command is the game's identifier.
+bool IsPingResult(const Event& event);
+bool IsQueryResult(const Event& event);
+
+/// A loaded launcher.dll and one launcher object. Used from one thread. Texts are UTF-8.
+class LauncherClient {
+ public:
+  /// Throws std::runtime_error when the DLL cannot be loaded or speaks another contract.
+  explicit LauncherClient(const std::wstring& dllPath);
+
+  /// Destroys the launcher, which waits for its workers, and frees the DLL. While a result is
+  /// outstanding it does neither: a helper that hangs would hold up the program for ever, so both
+  /// are left to the end of the process, which is to follow soon.
+  ~LauncherClient();
+
+  LauncherClient(const LauncherClient&) = delete;
+  LauncherClient& operator=(const LauncherClient&) = delete;
+
+  /// "162", as the DLL exports it.
+  const std::string& Version() const { return version; }
+  /// Becomes signaled when events may be waiting, and is reset by a wait.
+  HANDLE EventQueued() const { return eventQueued; }
+  std::optional<Event> NextEvent();
+
+  // The launcher's operations. The request id of a query must be no application's identifier, and
+  // an event of the host's own must not look like a result.
+  void PostEvent(const Event& event);
+  void PingBatch(const std::string& batchId, const std::vector<std::string>& addresses);
+  bool IsInstalled(const std::string& appId);
+  std::string GetVersion(const std::string& appId);
+  std::string GetParameter(const std::string& appId, const std::string& key);
+  std::string GetExtraArguments(const std::string& appId);
+  std::string GetLauncherVersion();
+  bool SendCommand(const std::string& appId, const std::string& command,
+                   const std::array<std::string, 4>& arguments);
+  bool Kill(const std::string& appId);
+  bool Launch(const std::string& appId, const std::string& commandLine, bool flag);
+  bool IsRunning(const std::string& appId);
+  bool SetParameter(const std::string& appId, const std::string& key, const std::string& value);
+  void QueryServer(const std::string& requestId, const std::string& requestText,
+                   const std::string& gameId, const std::string& address, std::uint16_t port);
+  void PollApps();
+
+  /// Ping batches and server queries whose result `NextEvent` has not yet returned.
+  std::size_t OutstandingResults() const { return outstanding; }
+
+ private:
+  static void Notify(void* plugin);
+  std::string Take(IString* text);
+
+  HMODULE library = nullptr;
+  decltype(&DestroyLauncher) destroyLauncher = nullptr;
+  std::string version;
+  HANDLE eventQueued = nullptr;
+  ILauncher* launcher = nullptr;
+  std::size_t outstanding = 0;
+};
+
+}  // namespace host
+
+#endif  // LAUNCHER_HOSTS_COMMON_LAUNCHER_CLIENT_H_

@@ -1,0 +1,97 @@
+// Help, wrong command lines, exit codes.
+
+#include "tests/console/console_run.h"
+#include "tests/support/text.h"
+
+namespace test_support {
+namespace {
+
+class ConsoleCommandLine : public ConsoleTest {
+ protected:
+  void ExpectWrongUsage(const std::wstring& arguments, const std::string& message) const {
+    const ConsoleRun run = Run(arguments);
+    EXPECT_EQ(run.exitCode, 2U) << run.output;
+    EXPECT_EQ(CountOf(run.output, message), 1U) << run.output;
+  }
+};
+
+TEST_F(ConsoleCommandLine, HelpNamesEveryCommand) {
+  const ConsoleRun run = Run(L"--help");
+  EXPECT_EQ(run.exitCode, 0U);
+  for (const char* const command :
+       {"\n  list ", "\n  get ", "\n  set ", "\n  unset ", "\n  launch ", "\n  kill ", "\n  send ",
+        "\n  ping ", "\n  query ", "\n  watch ", "\n  doctor "}) {
+    EXPECT_EQ(CountOf(run.output, command), 1U) << command << run.output;
+  }
+}
+
+TEST_F(ConsoleCommandLine, HelpOfACommandNamesItsOptions) {
+  const ConsoleRun run = Run(L"ping --help");
+  EXPECT_EQ(run.exitCode, 0U);
+  EXPECT_EQ(CountOf(run.output, "--timeout SECONDS"), 1U) << run.output;
+}
+
+TEST_F(ConsoleCommandLine, WantsACommand) { ExpectWrongUsage(L"", "A subcommand is required"); }
+
+TEST_F(ConsoleCommandLine, RefusesAnUnknownCommand) {
+  ExpectWrongUsage(L"frobnicate", "frobnicate");
+}
+
+TEST_F(ConsoleCommandLine, RefusesAnUnknownOption) { ExpectWrongUsage(L"list --fast", "--fast"); }
+
+TEST_F(ConsoleCommandLine, RefusesAnUnknownApplication) {
+  ExpectWrongUsage(L"kill brenna-game", "unknown application 'brenna-game'");
+}
+
+TEST_F(ConsoleCommandLine, RefusesWhatIsNoAddress) {
+  ExpectWrongUsage(L"ping 127.0.0.1 localhost", "'localhost' is no IPv4 address");
+  ExpectWrongUsage(L"ping 127.0.0.256", "'127.0.0.256' is no IPv4 address");
+  ExpectWrongUsage(L"ping 127.0.0", "'127.0.0' is no IPv4 address");
+  ExpectWrongUsage(L"ping 127.0.0.01", "'127.0.0.01' is no IPv4 address");
+}
+
+TEST_F(ConsoleCommandLine, RefusesWhatIsNoServer) {
+  ExpectWrongUsage(L"query 127.0.0.1 1", "'127.0.0.1' is no address and port");
+  ExpectWrongUsage(L"query 127.0.0.1:0 1", "'127.0.0.1:0' is no address and port");
+  ExpectWrongUsage(L"query 127.0.0.1:65536 1", "'127.0.0.1:65536' is no address and port");
+  ExpectWrongUsage(L"query 127.0.0.1:25200 12abc", "'12abc' is no game identifier");
+}
+
+TEST_F(ConsoleCommandLine, RefusesACommandLineThatWouldBecomeAnotherField) {
+  ExpectWrongUsage(L"launch OSTREL-APP \"x|evil.exe\"",
+                   "the command line must not contain '|' or control characters");
+}
+
+TEST_F(ConsoleCommandLine, RefusesWordsThatWouldNotBeSent) {
+  ExpectWrongUsage(L"send BRENNA-GAME say a b c d e", "at most four words");
+  ExpectWrongUsage(L"send BRENNA-GAME say a \"\" c", "behind an empty one");
+}
+
+TEST_F(ConsoleCommandLine, RefusesSecondsBeyondADay) {
+  ExpectWrongUsage(L"ping 127.0.0.1 --timeout 86401", "--timeout");
+}
+
+TEST_F(ConsoleCommandLine, TellsWhenTheDllIsMissing) {
+  KitProgram program(L"launcher-console.exe", L"--dll C:\\none.dll list");
+  EXPECT_EQ(program.ExitCode(), 3U);
+  EXPECT_EQ(CountOf(program.Output(), "cannot load C:\\none.dll: "), 1U) << program.Output();
+}
+
+TEST_F(ConsoleCommandLine, ErrorsAreJsonForScripts) {
+  EXPECT_EQ(RunJson(L"kill NO-GAME", 2)["exitCode"], 2);
+  EXPECT_EQ(RunJson(L"kill BRENNA-GAME", 1)["error"], "no process of BRENNA-GAME was found");
+}
+
+TEST_F(ConsoleCommandLine, KeepsTheDiagnosticLinesOutOfTheOutput) {
+  const std::wstring log = work.Join(L"launcher.log");
+  const ConsoleRun run = Run(L"list --log \"" + log + L"\"");
+  EXPECT_EQ(run.exitCode, 0U);
+  EXPECT_EQ(CountOf(run.output, "AppLauncher::"), 0U) << run.output;
+  EXPECT_EQ(CountOf(run.output, "Plugin process ID"), 0U) << run.output;
+  const std::string lines = ReadFileBytes(log);
+  EXPECT_EQ(CountOf(lines, "AppLauncher::AppLauncher: this="), 1U) << lines;
+  EXPECT_EQ(CountOf(lines, "Plugin process ID: "), 1U) << lines;
+}
+
+}  // namespace
+}  // namespace test_support

@@ -1,0 +1,120 @@
+// launch, kill, send, watch: with a demo game in place of a real one.
+
+#include <memory>
+
+#include "tests/console/console_run.h"
+#include "tests/support/environment_variable.h"
+#include "tests/support/game_installation.h"
+#include "tests/support/text.h"
+
+namespace test_support {
+namespace {
+
+/// The demo game is installed as SOLANO-GAME, whose pipe no other application shares.
+class ConsoleGame : public ConsoleTest {
+ protected:
+  ConsoleGame() {
+    program = game.Directory().CopyFile(ProgramDirectory() + L"\\demo_game.exe",
+                                        std::wstring(kSolanoName));
+  }
+
+  // Runs the game itself.
+  std::unique_ptr<KitProgram> Play(const std::wstring& options) const {
+    auto running = std::make_unique<KitProgram>(program, options);
+    running->WaitForLine("game: process ");
+    return running;
+  }
+
+  const EnvironmentVariable installation{L"KOVLAUNCH_INSTDIR", ProgramDirectory()};
+  const GameInstallation game{kSolanoKey, L"placeholder.exe"};
+  std::wstring program;
+};
+
+TEST_F(ConsoleGame, LaunchWaitsForThePipe) {
+  const std::wstring log = work.Join(L"game.log");
+  const EnvironmentVariable options(L"KIT_GAME_OPTIONS", L"--log \"" + log + L"\"");
+  const ConsoleRun run = Run(L"launch SOLANO-GAME \"-server \\\"one two\\\"\" --wait 60");
+  EXPECT_EQ(run.exitCode, 0U);
+  EXPECT_EQ(run.output, "SOLANO-GAME is running and has opened its pipe\n");
+  // With the console the only launcher has left, and the game has ended.
+  EXPECT_EQ(CountOf(ReadFileBytes(log), "-server \"one two\"\n"), 1U) << ReadFileBytes(log);
+}
+
+TEST_F(ConsoleGame, LaunchReturnsAtOnce) {
+  const EnvironmentVariable options(L"KIT_GAME_OPTIONS", L"--wait 1");
+  EXPECT_EQ(RunJson(L"launch SOLANO-GAME"),
+            nlohmann::json::parse(R"({"id": "SOLANO-GAME", "state": "PENDING"})"));
+}
+
+TEST_F(ConsoleGame, LaunchTellsThatTheGameIsMissing) {
+  const ConsoleRun run = Run(L"launch TAVR-GAME");
+  EXPECT_EQ(run.exitCode, 1U);
+  EXPECT_EQ(run.output,
+            "launcher-console: TAVR-GAME is not installed; 'doctor TAVR-GAME' tells why\n");
+}
+
+TEST_F(ConsoleGame, SendListensToTheAnswer) {
+  const auto running = Play(L"");
+  const nlohmann::json json =
+      RunJson(L"send SOLANO-GAME echo one two three four --wait 60 --listen 0.1");
+  EXPECT_TRUE(json["sent"]);
+  EXPECT_EQ(running->WaitForLine("game: received "), "echo [one two three four]");
+}
+
+TEST_F(ConsoleGame, SendShowsThatTheGameIsGone) {
+  const auto running = Play(L"");
+  const ConsoleRun run = Run(L"send SOLANO-GAME quit --wait 60 --listen 60");
+  EXPECT_EQ(run.output,
+            "sent quit to SOLANO-GAME\n"
+            "SOLANO-GAME  StateChanged  GAMEISGONE\n");
+  EXPECT_EQ(running->ExitCode(), 0U);
+}
+
+TEST_F(ConsoleGame, SendTellsThatNobodyIsThere) {
+  const ConsoleRun run = Run(L"send SOLANO-GAME hello --wait 0.1");
+  EXPECT_EQ(run.exitCode, 1U);
+  EXPECT_EQ(run.output,
+            "launcher-console: the pipe of SOLANO-GAME could not be connected: is the game "
+            "running?\n");
+}
+
+TEST_F(ConsoleGame, SendTellsWhoHasThePlaceAtASharedPipe) {
+  const KitProgram running(L"demo_game.exe",
+                           LR"(--pipe \\.\pipe\brenna_pellmar --instances 1 --stay)");
+  const ConsoleRun run = Run(L"send BRENNA-GAME hello --wait 2");
+  EXPECT_EQ(run.exitCode, 1U);
+  EXPECT_EQ(CountOf(run.output, "went to BRENNA-CTE-GAME"), 1U) << run.output;
+}
+
+TEST_F(ConsoleGame, WatchShowsEventsAsTheyCome) {
+  const auto running = Play(L"--send \"PlayerJoined Aldo squad 3\"");
+  const ConsoleRun run = Run(L"--json watch SOLANO-GAME --count 2");
+  EXPECT_EQ(run.exitCode, 0U);
+  const std::vector<std::string> lines = Lines(run.output);
+  ASSERT_EQ(lines.size(), 2U) << run.output;
+  nlohmann::json first = nlohmann::json::parse(lines[0]);
+  EXPECT_EQ(first["time"].get<std::string>().size(), 23U);
+  first.erase("time");
+  EXPECT_EQ(first, nlohmann::json::parse(R"({"source": "SOLANO-GAME", "name": "StateChanged",
+                                             "arguments": ["READY"]})"));
+  nlohmann::json second = nlohmann::json::parse(lines[1]);
+  second.erase("time");
+  EXPECT_EQ(second, nlohmann::json::parse(R"({"source": "SOLANO-GAME", "name": "PlayerJoined",
+                                              "arguments": ["Aldo", "squad", "3"]})"));
+}
+
+TEST_F(ConsoleGame, WatchTellsHowManyEventsHaveCome) {
+  const ConsoleRun run = Run(L"watch --for 0.1 --count 1");
+  EXPECT_EQ(run.exitCode, 1U);
+  EXPECT_EQ(CountOf(run.output, "0 of 1 events have come"), 1U) << run.output;
+}
+
+TEST_F(ConsoleGame, KillEndsTheGame) {
+  const auto running = Play(L"");
+  EXPECT_EQ(Run(L"kill SOLANO-GAME").output, "ended one process of SOLANO-GAME\n");
+  EXPECT_EQ(running->ExitCode(), 0xFFFF8597U);
+  EXPECT_EQ(Run(L"kill SOLANO-GAME").exitCode, 1U);
+}
+
+}  // namespace
+}  // namespace test_support

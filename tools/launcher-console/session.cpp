@@ -1,0 +1,81 @@
+#include "tools/launcher-console/session.h"
+
+#include <array>
+#include <optional>
+#include <stdexcept>
+
+#include "hosts/common/text.h"
+#include "tools/launcher-console/errors.h"
+#include "tools/launcher-console/interrupt.h"
+
+namespace console {
+namespace {
+
+// As often as a game's pipe is looked after.
+constexpr DWORD kPollMilliseconds = 100;
+
+}  // namespace
+
+Settings& Session::SettingsFile() {
+  if (!settings) {
+    settings = std::make_unique<Settings>(options.settingsPath.empty()
+                                              ? Settings::DefaultPath()
+                                              : host::ToWide(options.settingsPath));
+  }
+  return *settings;
+}
+
+std::wstring Session::DllPath() const {
+  if (!options.dllPath.empty()) return host::ToWide(options.dllPath);
+  return host::ProgramDirectory() + L"\\launcher.dll";
+}
+
+host::LauncherClient& Session::Launcher() {
+  if (!launcher) LoadLauncher();
+  return *launcher;
+}
+
+void Session::LoadLauncher() {
+  const Json& parameters = SettingsFile().Parameters();
+  try {
+    launcher = std::make_unique<host::LauncherClient>(DllPath());
+  } catch (const std::exception& error) {
+    std::string hint;
+    if (options.dllPath.empty()) hint = ". Name it with --dll PATH";
+    throw CommandError(ExitCode::kNoLauncher, error.what() + hint);
+  }
+  for (const auto& [appId, values] : parameters.items()) {
+    for (const auto& [key, value] : values.items()) launcher->SetParameter(appId, key, value);
+  }
+}
+
+const host::KnownApplication& Session::CheckApplication(const std::string& appId) {
+  const host::KnownApplication* const known = host::FindKnownApplication(appId);
+  if (known != nullptr) return *known;
+  std::string message = "unknown application '" + appId + "'; the launcher knows";
+  for (const auto& application : host::kKnownApplications) {
+    message += std::string(" ") + application.id;
+  }
+  throw WrongUsage(message);
+}
+
+bool Session::Wait(std::chrono::milliseconds limit, Polling polling, const EventHandler& handler,
+                   const Tick& tick) {
+  const std::array<HANDLE, 2> objects{InterruptEvent(), Launcher().EventQueued()};
+  const auto start = std::chrono::steady_clock::now();
+  for (;;) {
+    if (polling == Polling::kPollApps) Launcher().PollApps();
+    while (const std::optional<host::Event> event = Launcher().NextEvent()) {
+      if (handler(*event)) return true;
+    }
+    const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now() - start);
+    if (elapsed >= limit) return false;
+    if (tick) tick(elapsed);
+    const DWORD result = WaitForMultipleObjects(static_cast<DWORD>(objects.size()), objects.data(),
+                                                FALSE, kPollMilliseconds);
+    if (result == WAIT_OBJECT_0) throw CommandError(ExitCode::kInterrupted, "interrupted");
+  }
+}
+
+}  // namespace console
