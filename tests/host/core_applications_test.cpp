@@ -143,6 +143,11 @@ class CoreStringsWithoutMemory : public testing::Test {
   template <typename Slot>
   void ExpectNull(const Slot& slot, const std::wstring& otherwise) {
     AllocationTracker memory(host.Module());
+    // The first exception of a thread leaves notes of the C++ run-time behind.
+    memory.FailOne(0);
+    EXPECT_EQ(TakeText(*host.Launcher(), slot()), L"<null>");
+    memory.FailNone();
+    const std::size_t notes = memory.Outstanding();
     std::size_t failed = 0;
     for (;; ++failed) {
       ASSERT_LT(failed, 200u);
@@ -160,7 +165,7 @@ class CoreStringsWithoutMemory : public testing::Test {
       } else {
         ++nulls;
       }
-      EXPECT_EQ(memory.Outstanding(), 0u) << failed;
+      EXPECT_EQ(memory.Outstanding(), notes) << failed;
     }
     EXPECT_GE(nulls, 1);
   }

@@ -173,6 +173,11 @@ TEST(CoreEvents, UnfetchedOnesAreDiscardedWithTheLauncher) {
 TEST(CoreEvents, AreQueuedWholeOrNotAtAll) {
   DllHost host;
   AllocationTracker memory(host.Module());
+  // The first exception of a thread leaves notes of the C++ run-time behind.
+  memory.FailOne(0);
+  host.Post(L"s", L"n");
+  memory.FailNone();
+  const std::size_t notes = memory.Outstanding();
   for (std::size_t failed = 0;; ++failed) {
     ASSERT_LT(failed, 100u);
     memory.FailOne(failed);
@@ -182,7 +187,7 @@ TEST(CoreEvents, AreQueuedWholeOrNotAtAll) {
     memory.FailNone();
     if (!wasReached) break;
     EXPECT_THAT(host.Drain(), IsEmpty()) << failed;
-    EXPECT_EQ(memory.Outstanding(), 0u) << failed;
+    EXPECT_EQ(memory.Outstanding(), notes) << failed;
   }
   EXPECT_THAT(host.Drain(), SizeIs(1));
   EXPECT_EQ(host.Notifications().CallCount(), 1);
