@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <filesystem>
 #include <initializer_list>
 #include <optional>
@@ -446,6 +447,26 @@ TEST(AppsRegistryProbe, MissingVersionIsAnEmptyOne) {
   EXPECT_EQ(LogOf([&] { EXPECT_EQ(host.GetParameter(kBrennaId, L"APP_VERSION"), L""); }),
             "BaseApp::GetParameter: Return paramter APP_VERSION => \n");
   EXPECT_EQ(host.GetVersion(kBrennaId), L"");
+}
+
+TEST(AppsRegistryProbe, VersionThatDoesNotFitInMemoryIsAnEmptyOne) {
+  const GameInstallation game;
+  // Of a length that nothing else asks memory for.
+  game.Directory().WriteFile(L"version.json", std::string(54321, 'v'));
+  DllHost host;
+  bool refused = false;
+  {
+    ImportHook<"malloc", void*(std::size_t)> memory(host.Module());
+    memory.SetReplacement([&](std::size_t size) -> void* {
+      if (size != 54322) return memory.CallOriginal(size);
+      refused = true;
+      return nullptr;
+    });
+    EXPECT_TRUE(host->IsInstalled(kBrennaId));
+  }
+  EXPECT_TRUE(refused);
+  EXPECT_EQ(host.GetParameter(kBrennaId, L"APP_VERSION"), L"");
+  EXPECT_EQ(host.GetVersion(kBrennaId), std::wstring(54321, L'v'));
 }
 
 TEST(AppsRegistryProbe, VersionIsReadAfterTheExecutableWasFoundAndBeforePunkBuster) {
