@@ -173,6 +173,55 @@ TEST(QueryResponse, Version10WithPlayers) {
             L"}\n");
 }
 
+// The worked example of docs/formats.md.
+TEST(QueryResponse, ExampleOfTheDocuments) {
+  const Bytes response{
+      0x0A,                                            // version 10
+      0x03,                                            // serverState 3
+      0x02,                                            // platform 2
+      0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x01,  // persistedIdPart1
+      0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x02,  // persistedIdPart2
+      0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x07,  // gameId 7
+      0x00,                                            // gameMode ""
+      0x04,                                            // mapVariant 4
+      0x00,                                            // no mode section
+      0x01, 0x4D,                                      // currentMap "M"
+      0x00, 0x00, 0x00, 0x3C,                          // roundTime 60
+      0x00, 0x00, 0x00, 0x64,                          // defaultRoundTimeMultiplier 100
+      0x40,                                            // maxPlayers 64
+      0x05,                                            // waitingPlayers 5
+      0x00,                                            // one team
+      0x00,                                            // nobody in it
+  };
+  const Decoded decoded = Decode(response);
+  EXPECT_EQ(decoded.consumed, 44U);
+  EXPECT_EQ(BuildQueryJson(decoded.result),
+            L"{\n"
+            L"  \"status\": \"SUCCESS\", \n"
+            L"  \"platform\": \"2\", \n"
+            L"  \"persistedIdPart1\": \"1\", \n"
+            L"  \"persistedIdPart2\": \"2\", \n"
+            L"  \"gameId\": \"7\", \n"
+            L"  \"gameMode\": \"\", \n"
+            L"  \"mapVariant\": 4,\n"
+            L"  \"currentMap\": \"M\", \n"
+            L"  \"roundTime\": \"60\", \n"
+            L"  \"defaultRoundTimeMultiplier\": \"100\", \n"
+            L"  \"maxPlayers\": 64,\n"
+            L"  \"waitingPlayers\": 5,\n"
+            L"  \"teamInfo\": \n"
+            L"  {\n"
+            L"    \"0\":\n"
+            L"    {\n"
+            L"      \"faction\": 0,\n"
+            L"      \"players\":  \n"
+            L"      {\n"
+            L"      }\n"
+            L"    }\n"
+            L"  }\n"
+            L"}\n");
+}
+
 TEST(QueryResponse, Version3HasTheFewestFields) {
   const Bytes response{
       0x03,                                            // version 3, no serverState, no platform
