@@ -109,7 +109,8 @@ Json NativeProgram::Call(const std::string& method, const Json& params) {
 
 std::string NativeProgram::CallForError(const std::string& method, const Json& params) {
   const Json answer = Call(method, params);
-  return answer.contains("error") ? answer["error"]["code"] : "no error: " + answer.dump();
+  if (!answer.contains("error")) return "no error: " + answer.dump();
+  return answer["error"]["code"];
 }
 
 DWORD NativeProgram::ExitCode() {

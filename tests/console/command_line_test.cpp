@@ -31,7 +31,7 @@ TEST_F(ConsoleCommandLine, HelpOfACommandNamesItsOptions) {
   EXPECT_EQ(CountOf(run.output, "--timeout SECONDS"), 1U) << run.output;
 }
 
-TEST_F(ConsoleCommandLine, WantsACommand) { ExpectWrongUsage(L"", "A subcommand is required"); }
+TEST_F(ConsoleCommandLine, WantsACommand) { ExpectWrongUsage(L"", "launcher-console: a command is missing\n"); }
 
 TEST_F(ConsoleCommandLine, RefusesAnUnknownCommand) {
   ExpectWrongUsage(L"frobnicate", "frobnicate");

@@ -64,13 +64,22 @@ void AddCommands(CLI::App& app, Action& action) {
   AddQueryCommand(app, action);
   AddWatchCommand(app, action);
   AddDoctorCommand(app, action);
-  for (CLI::App* const command : app.get_subcommands({})) command->fallthrough();
+  for (CLI::App* const command : app.get_subcommands({})) {
+    command->fallthrough();  // global options may stand behind the command, too
+    command->footer("");
+  }
 }
 
 ExitCode Fail(ExitCode code, const std::string& message, bool json, Output& out, Output& errors) {
   errors.Line("launcher-console: " + message);
   if (json) out.Document({{"error", message}, {"exitCode", static_cast<int>(code)}});
   return code;
+}
+
+ExitCode FailUsage(const std::string& message, bool json, Output& out, Output& errors) {
+  Fail(ExitCode::kWrongUsage, message, json, out, errors);
+  errors.Line("Try: launcher-console --help");
+  return ExitCode::kWrongUsage;
 }
 
 ExitCode Execute(const GlobalOptions& options, const Action& action, Output& out, Output& errors) {
@@ -93,8 +102,9 @@ ExitCode Run() {
   InterruptEvent();  // from here on Ctrl+C is waited for
   CLI::App app("launcher-console: finds, starts, watches and commands games by launcher.dll",
                "launcher-console");
-  app.require_subcommand(1);
+  app.require_subcommand(0, 1);  // that it is missing is told below, in words of our own
   app.footer(kFooter);
+  app.get_formatter()->label("TEXT", "");
   GlobalOptions options;
   Action action;
   AddGlobalOptions(app, options);
@@ -114,9 +124,13 @@ ExitCode Run() {
       PrintLines(text.str(), out);
       return ExitCode::kDone;
     }
-    Fail(ExitCode::kWrongUsage, error.what(), json, out, errors);
-    errors.Line("Try: launcher-console --help");
-    return ExitCode::kWrongUsage;
+    return FailUsage(error.what(), json, out, errors);
+  }
+
+  if (!action) {
+    Output out(GetStdHandle(STD_OUTPUT_HANDLE));
+    Output errors(GetStdHandle(STD_ERROR_HANDLE));
+    return FailUsage("a command is missing", json, out, errors);
   }
 
   // Where it lives until the end of the process: workers of the launcher may still write.

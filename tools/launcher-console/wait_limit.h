@@ -19,7 +19,7 @@ inline std::chrono::milliseconds ToMilliseconds(double seconds) {
 inline CLI::Option* AddSecondsOption(CLI::App& command, const std::string& name, double& seconds,
                                      const std::string& description) {
   return command.add_option(name, seconds, description)
-      ->check(CLI::Range(0.0, kLongestWaitSeconds))
+      ->check(CLI::Range(0.0, kLongestWaitSeconds).description(""))
       ->type_name("SECONDS");
 }
 

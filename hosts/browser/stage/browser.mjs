@@ -56,15 +56,23 @@ export class Browser {
   }
 
   async click(selector) {
-    const element = await this.#post('/element', {using: 'css selector', value: selector});
-    await this.#post(`/element/${element[ELEMENT_KEY]}/click`);
+    await this.#post(`/element/${await this.#find(selector)}/click`);
   }
 
   /** Replaces what stands in a field, as a person would. */
   async type(selector, text) {
-    const element = await this.#post('/element', {using: 'css selector', value: selector});
-    await this.#post(`/element/${element[ELEMENT_KEY]}/clear`);
-    await this.#post(`/element/${element[ELEMENT_KEY]}/value`, {text});
+    const element = await this.#find(selector);
+    await this.#post(`/element/${element}/clear`);
+    await this.#post(`/element/${element}/value`, {text});
+  }
+
+  /** What follows happens inside of a frame of the page. */
+  async enterFrame(selector) {
+    await this.#post('/frame', {id: {[ELEMENT_KEY]: await this.#find(selector)}});
+  }
+
+  leaveFrame() {
+    return this.#post('/frame', {id: null});
   }
 
   /** Runs an async function in the page; its result must be JSON. */
@@ -103,6 +111,11 @@ export class Browser {
 
   async windowSize(width, height) {
     await this.#post('/window/rect', {width, height});
+  }
+
+  async #find(selector) {
+    const element = await this.#post('/element', {using: 'css selector', value: selector});
+    return element[ELEMENT_KEY];
   }
 
   #post(path, body = {}) {

@@ -3,7 +3,15 @@
 // the demonstration and the measurement share it.
 
 import {execFileSync} from 'node:child_process';
-import {chmodSync, copyFileSync, existsSync, mkdirSync, readFileSync, rmSync, writeFileSync} from 'node:fs';
+import {
+  chmodSync,
+  copyFileSync,
+  existsSync,
+  mkdirSync,
+  readFileSync,
+  rmSync,
+  writeFileSync,
+} from 'node:fs';
 import {dirname, join} from 'node:path';
 import {fileURLToPath} from 'node:url';
 
@@ -15,13 +23,9 @@ export const PAGE_FOLDER = join(ROOT, 'hosts/browser/page');
 const RUN_WINE = join(ROOT, 'scripts/run-wine');
 
 // The launcher looks into the registry's 32-bit view.
-const SOFTWARE = 'HKLM\\SOFTWARE\\Wow6432Node';
-const KEYS = {
-  company: `${SOFTWARE}\\Hollin Games`,
-  solano: `${SOFTWARE}\\Hollin Games\\Ashgrove 3`,
-  brenna: `${SOFTWARE}\\Hollin Games\\Ashgrove 4`,
-  store: `${SOFTWARE}\\Ostrel`,
-};
+const SOFTWARE = 'HKEY_LOCAL_MACHINE\\SOFTWARE\\Wow6432Node';
+const COMPANY = `${SOFTWARE}\\Hollin Games`;
+const STORE = `${SOFTWARE}\\Ostrel`;
 
 /** As Wine names a file of Linux. */
 export function windowsPath(path) {
@@ -32,8 +36,11 @@ function shellQuoted(text) {
   return `'${text.replaceAll("'", "'\\''")}'`;
 }
 
-function registry(...args) {
-  execFileSync(RUN_WINE, ['reg', ...args], {stdio: ['ignore', 'ignore', 'pipe']});
+function registryKey(key, values) {
+  const lines = Object.entries(values).map(
+    ([name, text]) => `"${name}"="${text.replaceAll('\\', '\\\\')}"`,
+  );
+  return `[${key}]\r\n${lines.join('\r\n')}\r\n`;
 }
 
 export class Stage {
@@ -50,10 +57,14 @@ export class Stage {
   setUp() {
     rmSync(this.work, {recursive: true, force: true});
     mkdirSync(this.work, {recursive: true});
-    this.#removeKeys();
-    this.#installGame('solano', 'ag3.exe', '2.1.0', ['Xpack1', 'Xpack2']);
-    this.#installGame('brenna', 'ag4.exe', '1.8.2', []);
-    registry('add', KEYS.store, '/v', 'ClientVersion', '/d', '9.4.17', '/f');
+    const solano = this.#installGame('solano', 'ag3.exe', '2.1.0', ['Xpack1', 'Xpack2']);
+    const brenna = this.#installGame('brenna', 'ag4.exe', '1.8.2', []);
+    this.#changeRegistry(
+      `[-${COMPANY}]\r\n[-${STORE}]\r\n`,
+      registryKey(`${COMPANY}\\Ashgrove 3`, {'Install Dir': windowsPath(solano)}),
+      registryKey(`${COMPANY}\\Ashgrove 4`, {'Install Dir': windowsPath(brenna)}),
+      registryKey(STORE, {ClientVersion: '9.4.17'}),
+    );
   }
 
   /** Writes extension, list and manifests, the latter where a browser with our profile looks. */
@@ -90,26 +101,33 @@ export class Stage {
 
   async clear() {
     await this.gameServer?.end();
-    this.#removeKeys();
+    this.#changeRegistry(`[-${COMPANY}]\r\n[-${STORE}]\r\n`);
   }
 
+  /** Takes the files away, too. */
+  remove() {
+    rmSync(this.work, {recursive: true, force: true});
+  }
+
+  // Returns the game's folder.
   #installGame(name, executable, version, expansions) {
     const folder = join(this.work, name);
     mkdirSync(folder);
-    for (const expansion of expansions) mkdirSync(join(folder, 'Update', expansion), {recursive: true});
+    for (const expansion of expansions) {
+      mkdirSync(join(folder, 'Update', expansion), {recursive: true});
+    }
     copyFileSync(join(this.programs, 'demo_game.exe'), join(folder, executable));
     writeFileSync(join(folder, 'version.json'), JSON.stringify({version}));
-    registry('add', KEYS[name], '/v', 'Install Dir', '/d', windowsPath(folder), '/f');
+    return folder;
   }
 
-  #removeKeys() {
-    for (const key of [KEYS.company, KEYS.store]) {
-      try {
-        registry('delete', key, '/f');
-      } catch {
-        // It did not exist.
-      }
-    }
+  // In one go: every start of a Windows program takes its time.
+  #changeRegistry(...keys) {
+    const file = join(this.work, 'registry.reg');
+    writeFileSync(file, ['Windows Registry Editor Version 5.00\r\n', ...keys, ''].join('\r\n'));
+    execFileSync(RUN_WINE, ['reg', 'import', windowsPath(file)], {
+      stdio: ['ignore', 'ignore', 'pipe'],
+    });
   }
 
   // What the browser starts in place of the .exe: on Windows it would be that itself.
