@@ -19,6 +19,12 @@ target_include_directories(launcher_gtest SYSTEM
 target_include_directories(launcher_gtest
   PRIVATE "${LAUNCHER_GOOGLETEST_DIR}/googletest" "${LAUNCHER_GOOGLETEST_DIR}/googlemock")
 target_link_libraries(launcher_gtest PUBLIC Threads::Threads)
+# Compiled here once, for the test programs to use.
+target_precompile_headers(launcher_gtest PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+set_source_files_properties(
+  "${LAUNCHER_GOOGLETEST_DIR}/googletest/src/gtest-all.cc"
+  "${LAUNCHER_GOOGLETEST_DIR}/googlemock/src/gmock-all.cc"
+  PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
 
 # launcher_add_gtest(<target> [SHARDS <n>] [TIMEOUT <seconds>] [EXCLUSIVE])
 #
