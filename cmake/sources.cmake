@@ -42,8 +42,10 @@ set(LAUNCHER_WINDOWS_SOURCES
     query/query_exchange.cpp
     query/query_thread.cpp)
 
-# Only in the DLL itself: the version resource and the list of exports.
+# Only in the DLL itself: what its C++ run-time is replaced by, the version resource and the list of
+# exports. Programs that link the objects keep the compiler's own run-time.
 set(LAUNCHER_DLL_SOURCES
+    core/exception_memory.cpp
     core/launcher.def
     core/launcher.rc)
 
@@ -52,6 +54,7 @@ set(LAUNCHER_SYSTEM_LIBRARIES advapi32 ole32 oleaut32 shell32 user32 uuid ws2_32
 
 # Where the time goes: compiled for speed instead of size.
 set(LAUNCHER_HOT_SOURCES
+    core/event_info.cpp
     core/text.cpp
     core/wide_appender.cpp
     gamepipe/frame.cpp
