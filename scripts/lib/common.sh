@@ -13,6 +13,7 @@ exec </dev/null
 buildPackages=(cmake ninja-build g++-mingw-w64-x86-64-posix googletest nlohmann-json3-dev
   libcli11-dev)
 winePackages=(wine wine64)
+browserPackages=(chromium chromium-driver nodejs)
 testPackages=(g++ clang clang-format clang-tidy lld pkgconf)
 
 # Say <text>: a headline between the tools' outputs.
@@ -58,7 +59,7 @@ InstallPackages() {
   Say "Installing ${missing[*]}"
   "${asRoot[@]}" apt-get update -qq
   "${asRoot[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -qq --yes --no-install-recommends "${missing[@]}"
+    apt-get install -qq --yes --no-install-recommends -o Dpkg::Use-Pty=0 "${missing[@]}"
 }
 
 # Only one script at a time works in build/. The lock is descriptor 8; tools that

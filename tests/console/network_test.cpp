@@ -92,7 +92,7 @@ TEST_F(ConsoleQuery, ShowsTheScoreboard) {
             "Round    12:34, time factor 100\n"
             "Players  4 of 64, 1 waiting\n"
             "  team 1: tickets 340 ticketsMax 400\n"
-            "  team 2: tickets 300 ticketsMax 400\n"
+            "  team 2: tickets 280 ticketsMax 400\n"
             "\n"
             "Team 0, faction 0, 2 players\n"
             "TAG  PLAYER  RANK  SCORE  KILLS  DEATHS  SQUAD\n"

@@ -1,8 +1,13 @@
 // Chromium, driven through chromedriver by the W3C WebDriver protocol.
 
+import {setTimeout} from 'node:timers/promises';
+
 import {Program} from './processes.mjs';
 
 const SCRIPT_LIMIT_MS = 60_000;
+const LOOK_INTERVAL_MS = 500;
+const WINDOW_WIDTH = 1200;
+// What the protocol calls the member that names an element.
 const ELEMENT_KEY = 'element-6066-11e4-a52e-4f735466cecf';
 
 // What a browser in a test leaves alone: Google's hosts, first-run pages, its own updates.
@@ -34,7 +39,7 @@ export class Browser {
       ...QUIET,
       `--user-data-dir=${profile}`,
       `--load-extension=${extension}`,
-      ...(headless ? ['--headless=new', '--window-size=1280,1400'] : []),
+      ...(headless ? ['--headless=new', `--window-size=${WINDOW_WIDTH},1400`] : []),
       // The browser's own sandbox refuses to work for root.
       ...(process.getuid() === 0 ? ['--no-sandbox'] : []),
     ];
@@ -109,8 +114,26 @@ export class Browser {
     return Buffer.from(await this.#call('GET', `${this.#session}/screenshot`), 'base64');
   }
 
-  async windowSize(width, height) {
-    await this.#post('/window/rect', {width, height});
+  /** So that a screenshot shows the whole page. */
+  async fitWindowToPage() {
+    const height = await this.run(async () => document.documentElement.scrollHeight);
+    await this.#call('POST', `${this.#session}/goog/cdp/execute`, {
+      cmd: 'Emulation.setDeviceMetricsOverride',
+      params: {width: WINDOW_WIDTH, height, deviceScaleFactor: 1, mobile: false},
+    });
+  }
+
+  /** Resolves when a person has closed the window. */
+  async closed() {
+    for (;;) {
+      try {
+        await this.#call('GET', `${this.#session}/url`);
+      } catch {
+        this.#session = undefined;
+        return;
+      }
+      await setTimeout(LOOK_INTERVAL_MS);
+    }
   }
 
   async #find(selector) {
