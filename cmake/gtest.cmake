@@ -25,9 +25,6 @@ if(NOT MSVC)
   target_compile_options(launcher_gtest PRIVATE -Wpedantic -w)
 endif()
 target_precompile_headers(launcher_gtest PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
-# GCC refuses a header that was compiled without the programs' -Wpedantic: that
-# option takes away a macro.
-target_compile_options(launcher_gtest PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wpedantic>)
 set_source_files_properties(
   "${LAUNCHER_GOOGLETEST_DIR}/googletest/src/gtest-all.cc"
   "${LAUNCHER_GOOGLETEST_DIR}/googlemock/src/gmock-all.cc"
