@@ -13,7 +13,6 @@ exec </dev/null
 buildPackages=(cmake ninja-build g++-mingw-w64-x86-64-posix googletest nlohmann-json3-dev
   libcli11-dev)
 winePackages=(wine wine64)
-browserPackages=(chromium chromium-driver nodejs)
 testPackages=(g++ clang clang-format clang-tidy lld pkgconf)
 
 # Say <text>: a headline between the tools' outputs.
