@@ -76,6 +76,8 @@ TEST_F(PipeMemory, OfAnOutstandingWriteStaysUntilTheWriteHasEnded) {
   Send(L"X");
   const void* const buffer = pipe.WriteBuffer();
   const void* const record = pipe.WriteOverlapped();
+  // What was freed before may have stood where these stand now.
+  freed.clear();
   LoseGame();
   for (int i = 0; i < 3; ++i) {
     host->PollApps();
@@ -93,6 +95,7 @@ TEST_F(PipeMemory, StaysUntilTheLastOperationHasEnded) {
   Send(L"X");
   const void* const readBuffer = pipe.ReadBuffer();
   const void* const writeBuffer = pipe.WriteBuffer();
+  freed.clear();
   host.Destroy();
   EXPECT_FALSE(IsFreed(readBuffer));
   EXPECT_FALSE(IsFreed(writeBuffer));
@@ -117,6 +120,7 @@ TEST_F(PipeMemory, OfSeveralConnectionsEndsForEachByItself) {
   host->PollApps();
   const void* const second = pipe.ReadBuffer();
   ASSERT_NE(first, second);
+  freed.clear();
   pipe.NextWriteStaysOutstanding();
   Send(L"X");
   pipe.FailWrite(ERROR_BROKEN_PIPE);
