@@ -1,0 +1,83 @@
+// node hosts/browser/stage/demo.mjs [--screenshot FILE]
+//
+// Shows the browser host with the kit's game, helper and server. With a display, a browser opens
+// for you to play with, until you close it. Without one, or with --screenshot, the page is worked
+// by itself and a picture of it is taken.
+
+import {mkdirSync, writeFileSync} from 'node:fs';
+import {dirname, join} from 'node:path';
+import {parseArgs} from 'node:util';
+
+import {Browser} from './browser.mjs';
+import {servePages} from './page_server.mjs';
+import {PAGE_FOLDER, ROOT, Stage} from './stage.mjs';
+
+const PAGE_PORT = 8410; // the one that origins.txt lists
+const GAME = 'tr[data-app="SOLANO-GAME"]';
+
+const started = performance.now();
+function tell(text) {
+  console.log(`${((performance.now() - started) / 1000).toFixed(1).padStart(6)} s  ${text}`);
+}
+
+async function playByItself(browser, screenshot) {
+  await browser.waitForText('#connection', /^Connected/);
+  tell('the page is connected');
+  await browser.type('#command-line', '-windowed');
+  await browser.click(`${GAME} button`);
+  await browser.waitForText('#events', /SOLANO-GAMEStarting…/);
+  tell('first live state change: the game is starting');
+  await browser.waitForText('#events', /SOLANO-GAMEReady/);
+  tell('the game is ready');
+  await browser.waitForText('#events', /PlayerJoined/);
+  await browser.type(
+    '#addresses', '127.0.0.1\n127.0.0.2\n127.0.0.3\n127.0.0.4\n127.0.0.5\n127.0.0.6',
+  );
+  await browser.click('#ping-form button');
+  await browser.waitForText('#ping-message', /answered\.$/);
+  tell('six addresses were pinged');
+  await browser.click('#query-form button');
+  await browser.waitForText('#server-facts', /Old Harbour/);
+  tell('the game server was asked');
+  await browser.fitWindowToPage();
+  mkdirSync(dirname(screenshot), {recursive: true});
+  writeFileSync(screenshot, await browser.screenshot());
+  tell(`picture: ${screenshot}`);
+  await browser.click(`${GAME} button.quiet`);
+  await browser.waitForText('#events', /SOLANO-GAMEEnded/);
+  tell('the game was ended');
+}
+
+async function main() {
+  const {values} = parseArgs({options: {screenshot: {type: 'string'}}});
+  const hasDisplay = Boolean(process.env.DISPLAY || process.env.WAYLAND_DISPLAY);
+  const byItself = values.screenshot || !hasDisplay;
+  const work = join(ROOT, 'build/browser-demo');
+  const stage = new Stage({work});
+  stage.setUp();
+  let page;
+  let browser;
+  try {
+    const port = await stage.startGameServer(
+      '--mode', 'Frontier', '--map', 'Old Harbour', '--players', '6', '--name', 'Aldo "the Rock"',
+    );
+    page = await servePages(PAGE_FOLDER, {port: PAGE_PORT});
+    const {extension} = stage.install({origins: [page.origin]});
+    browser = await Browser.start({profile: stage.profile, extension, headless: byItself});
+    tell(`the browser shows ${page.origin}, the game server listens on port ${port}`);
+    await browser.open(`${page.origin}/`);
+    await browser.type('#server-port', String(port));
+    if (byItself) {
+      await playByItself(browser, values.screenshot ?? join(work, 'page.png'));
+    } else {
+      console.log('Close the browser to end the demonstration.');
+      await browser.closed();
+    }
+  } finally {
+    await browser?.end();
+    page?.close();
+    await stage.clear();
+  }
+}
+
+await main();
