@@ -148,8 +148,10 @@ class Game {
 
   void ServePipe(HANDLE pipe) {
     for (;;) {
-      if (!ConnectNamedPipe(pipe, nullptr) && GetLastError() != ERROR_PIPE_CONNECTED) {
-        report.Line("game: waiting for a launcher failed, " + kit::DescribeError(GetLastError()));
+      // A launcher may have come, or come and gone, before the call: reading tells the rest.
+      const DWORD error = ConnectNamedPipe(pipe, nullptr) ? ERROR_SUCCESS : GetLastError();
+      if (error != ERROR_SUCCESS && error != ERROR_PIPE_CONNECTED && error != ERROR_NO_DATA) {
+        report.Line("game: waiting for a launcher failed, " + kit::DescribeError(error));
         SetEvent(ended);
         return;
       }

@@ -278,9 +278,16 @@ TEST_F(PellmarAppBaseTest, ItsEndLeavesTheHandlerAndItsCommand) {
   // Short enough to need no memory of their own.
   const auto makeAndDestroy = [&] { TestApp(sink, L"p", L"id"); };
   makeAndDestroy();
-  const std::size_t before = test_support::MeasureHeaps().blocks;
-  for (int i = 0; i < 10; ++i) makeAndDestroy();
-  EXPECT_EQ(test_support::MeasureHeaps().blocks, before + 20);
+  const auto leftover = [&] {
+    const std::size_t before = test_support::MeasureHeaps().blocks;
+    for (int i = 0; i < 10; ++i) makeAndDestroy();
+    return test_support::MeasureHeaps().blocks - before;
+  };
+  // The system's own threads use the heaps as well, now and then.
+  constexpr int kAttempts = 10;
+  std::size_t blocks = leftover();
+  for (int attempt = 1; attempt < kAttempts && blocks != 20; ++attempt) blocks = leftover();
+  EXPECT_EQ(blocks, 20U);
 }
 
 }  // namespace
