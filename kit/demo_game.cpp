@@ -149,9 +149,9 @@ class Game {
   void ServePipe(HANDLE pipe) {
     for (;;) {
       // A launcher may have come, or come and gone, before the call: reading tells the rest.
-      const DWORD error = ConnectNamedPipe(pipe, nullptr) ? ERROR_SUCCESS : GetLastError();
-      if (error != ERROR_SUCCESS && error != ERROR_PIPE_CONNECTED && error != ERROR_NO_DATA) {
-        report.Line("game: waiting for a launcher failed, " + kit::DescribeError(error));
+      const DWORD failure = ConnectNamedPipe(pipe, nullptr) ? ERROR_SUCCESS : GetLastError();
+      if (failure != ERROR_SUCCESS && failure != ERROR_PIPE_CONNECTED && failure != ERROR_NO_DATA) {
+        report.Line("game: waiting for a launcher failed, " + kit::DescribeError(failure));
         SetEvent(ended);
         return;
       }
