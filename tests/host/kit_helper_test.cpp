@@ -67,8 +67,10 @@ PingOutcome Ping(const std::wstring& mode, const std::wstring& addresses, HANDLE
     OVERLAPPED reading{};
     reading.hEvent = readDone.Get();
     DWORD size = 0;
-    ReadFile(pipe.Get(), buffer.data(), 4096, nullptr, &reading);
-    if (!GetOverlappedResult(pipe.Get(), &reading, &size, TRUE)) size = 0;
+    // A read that is refused at once sets no event: there is nothing to wait for.
+    const bool started = ReadFile(pipe.Get(), buffer.data(), 4096, nullptr, &reading) ||
+                         GetLastError() == ERROR_IO_PENDING;
+    if (!started || !GetOverlappedResult(pipe.Get(), &reading, &size, TRUE)) size = 0;
     buffer.resize(size);
     outcome.message = buffer;
   } else {
