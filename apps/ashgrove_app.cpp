@@ -173,25 +173,25 @@ bool AshgroveApp::LaunchProgram(const wchar_t* programPath, const wchar_t* progr
   return true;
 }
 
-bool AshgroveApp::SendCommand(const wchar_t* command, const wchar_t* arg1,
-                              const wchar_t* arg2, const wchar_t* arg3,
-                              const wchar_t* arg4) {
+bool AshgroveApp::SendCommand(const wchar_t* command, const wchar_t* arg0,
+                              const wchar_t* arg1, const wchar_t* arg2,
+                              const wchar_t* arg3) {
   if (client == nullptr) {
     LogLine("%s: Not connected, aborting\n", kSendLabel);
     return false;
   }
   const std::string name = WideToUtf8(command);
+  const std::string narrow0 = WideToUtf8(arg0);
   const std::string narrow1 = WideToUtf8(arg1);
   const std::string narrow2 = WideToUtf8(arg2);
   const std::string narrow3 = WideToUtf8(arg3);
-  const std::string narrow4 = WideToUtf8(arg4);
   LogLine("%s: Creating command %s with args %s, %s, %s, %s\n", kSendLabel, name.c_str(),
-          narrow1.c_str(), narrow2.c_str(), narrow3.c_str(), narrow4.c_str());
+          narrow0.c_str(), narrow1.c_str(), narrow2.c_str(), narrow3.c_str());
 
   // Games read arguments by position: one behind an empty one would be taken for it, so it is
   // dropped. The first is always there, even when empty.
-  std::string args = narrow1;
-  for (const std::string* const argument : {&narrow2, &narrow3, &narrow4}) {
+  std::string args = narrow0;
+  for (const std::string* const argument : {&narrow1, &narrow2, &narrow3}) {
     if (argument->empty()) break;
     args += ' ';
     args += *argument;
@@ -244,8 +244,11 @@ std::wstring ListRegisteredUpdates(const std::wstring& directory,
                                    const std::wstring& registryBase) {
   std::wstring list;
   for (const std::wstring& name : UpdateNames(directory)) {
+    std::wstring updateKey = registryBase;
+    updateKey += L'\\';
+    updateKey += name;
     UniqueRegistryKey key;
-    if (OpenMachineKey(registryBase + L"\\" + name, key) == ERROR_SUCCESS) AppendName(list, name);
+    if (OpenMachineKey(updateKey, key) == ERROR_SUCCESS) AppendName(list, name);
   }
   return list;
 }

@@ -20,8 +20,8 @@ class AshgroveApp : public BaseApp, public PellmarAppBase {
   ~AshgroveApp() override;
 
   bool IsInstalled() override;
-  bool SendCommand(const wchar_t* command, const wchar_t* arg1, const wchar_t* arg2,
-                   const wchar_t* arg3, const wchar_t* arg4) override;
+  bool SendCommand(const wchar_t* command, const wchar_t* arg0, const wchar_t* arg1,
+                   const wchar_t* arg2, const wchar_t* arg3) override;
   bool Kill(bool flag) override;
   bool Launch(const wchar_t* commandLine, bool launchFlag, const wchar_t* text1,
               const wchar_t* text2, const wchar_t* text3,

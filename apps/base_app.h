@@ -26,8 +26,8 @@ class BaseApp {
   /// The value, or an empty text when the parameter was never set.
   virtual std::wstring GetParameter(const wchar_t* name);
   virtual bool IsInstalled() = 0;
-  virtual bool SendCommand(const wchar_t* command, const wchar_t* arg1, const wchar_t* arg2,
-                           const wchar_t* arg3, const wchar_t* arg4) = 0;
+  virtual bool SendCommand(const wchar_t* command, const wchar_t* arg0, const wchar_t* arg1,
+                           const wchar_t* arg2, const wchar_t* arg3) = 0;
   virtual bool Kill(bool flag) = 0;
   virtual bool Launch(const wchar_t* commandLine, bool launchFlag, const wchar_t* text1,
                       const wchar_t* text2, const wchar_t* text3, const wchar_t* text4) = 0;

@@ -13,7 +13,7 @@ namespace launcher {
 namespace {
 
 struct FileCloser {
-  void operator()(std::FILE* file) const { std::fclose(file); }
+  void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
 };
 
 bool IsWantedDirectory(const WIN32_FIND_DATAW& entry) {

@@ -50,9 +50,9 @@ std::wstring OstrelApp::GetParameter(const wchar_t* name) {
 
 bool OstrelApp::IsInstalled() { return SetupGame(); }
 
-bool OstrelApp::SendCommand(const wchar_t* /*command*/, const wchar_t* /*arg1*/,
-                            const wchar_t* /*arg2*/, const wchar_t* /*arg3*/,
-                            const wchar_t* /*arg4*/) {
+bool OstrelApp::SendCommand(const wchar_t* /*command*/, const wchar_t* /*arg0*/,
+                            const wchar_t* /*arg1*/, const wchar_t* /*arg2*/,
+                            const wchar_t* /*arg3*/) {
   return false;
 }
 

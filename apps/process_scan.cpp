@@ -60,7 +60,7 @@ std::uint32_t IsProcessesRunning(const wchar_t* const* names) {
       LogLine(L"%s: Found match, game is running\n", kWideLabel);
       return entry.th32ProcessID;
     }
-  } while (Process32NextW(snapshot.get(), &entry));
+  } while (Process32NextW(snapshot.get(), &entry) != FALSE);
   // The end of the list is met this way too.
   LogLine("%s: Process32Next failed\n", kLabel);
   snapshot.reset();

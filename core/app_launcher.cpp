@@ -54,7 +54,9 @@ Result Guarded(Result onFailure, const Work& work) noexcept {
 
 template <typename Work>
 IString* GuardedString(const Work& work) noexcept {
-  return Guarded<IString*>(nullptr, [&] { return new AppString(work()); });
+  return Guarded<IString*>(nullptr, [&] {
+    return new AppString(work());  // NOLINT(bugprone-unhandled-exception-at-new): Guarded catches.
+  });
 }
 
 std::wstring_view TextOrEmpty(const wchar_t* text) {
@@ -249,7 +251,7 @@ void AppLauncher::PollApps() {
 void* AppLauncher::Destroy(unsigned int flags) {
   this->~AppLauncher();
   if ((flags & kFreeMemory) != 0) ::operator delete(this);
-  return this;
+  return this;  // NOLINT(clang-analyzer-cplusplus.NewDelete): an address, as compilers' own do.
 }
 
 }  // namespace launcher

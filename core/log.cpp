@@ -49,7 +49,7 @@ class ScratchMemory {
 HANDLE StreamHandle(FILE* stream, DWORD standardHandle) {
   const int descriptor = _fileno(stream);
   if (descriptor >= 0) {
-    const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor));
+    auto* const handle = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor));
     if (handle != INVALID_HANDLE_VALUE) return handle;
   }
   return GetStdHandle(standardHandle);

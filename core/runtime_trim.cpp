@@ -16,6 +16,7 @@ void __verbose_terminate_handler() { std::abort(); }
 
 }  // namespace __gnu_cxx
 
+// NOLINTBEGIN(cert-dcl58-cpp, readability-*): the run-time's own declarations.
 namespace std {
 
 // Exceptions that carry a text bring in the strings of the old binary interface, and those a
@@ -23,9 +24,10 @@ namespace std {
 void random_device::_M_init(const char*, size_t) { std::abort(); }
 
 // They also use two members of string. Made here, they need not come with all others.
-template void string::_M_assign(const string&);
-template string::pointer string::_M_create(string::size_type&, string::size_type);
+template void basic_string<char>::_M_assign(const string&);
+template string::pointer basic_string<char>::_M_create(string::size_type&, string::size_type);
 
 }  // namespace std
+// NOLINTEND(cert-dcl58-cpp, readability-*)
 
 #endif

@@ -15,7 +15,7 @@ bool ThreadList::StartWith(LPTHREAD_START_ROUTINE procedure, void* context) {
 }
 
 void ThreadList::WaitForAll() {
-  for (const HANDLE thread : handles) {
+  for (HANDLE thread : handles) {
     WaitForSingleObject(thread, INFINITE);
     CloseHandle(thread);
   }

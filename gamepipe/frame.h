@@ -37,7 +37,7 @@ inline constexpr std::size_t kFrameMinimum = 5;
 /// cursor, so the cost of a frame does not depend on how many wait behind it.
 class ReceiveBuffer {
  public:
-  void Append(std::span<const std::uint8_t> bytes);
+  void Append(std::span<const std::uint8_t> added);
   void Consume(std::size_t count);
   std::span<const std::uint8_t> Unread() const {
     return std::span(bytes).subspan(consumed);

@@ -54,11 +54,12 @@ bool StartPingHelper(const std::wstring& request) {
 // The processor is little-endian, as the reply is.
 bool ReadReply(const UniqueFile& pipe, Reply& reply) {
   const bool connected =
-      ConnectNamedPipe(pipe.get(), nullptr) || GetLastError() == ERROR_PIPE_CONNECTED;
+      ConnectNamedPipe(pipe.get(), nullptr) != FALSE || GetLastError() == ERROR_PIPE_CONNECTED;
   if (!connected) return false;
   DWORD size = 0;
   // A longer message makes the read fail, a shorter one shows in the size.
-  return ReadFile(pipe.get(), reply.data(), kReplyBytes, &size, nullptr) && size == kReplyBytes;
+  return ReadFile(pipe.get(), reply.data(), kReplyBytes, &size, nullptr) != FALSE &&
+         size == kReplyBytes;
 }
 
 }  // namespace

@@ -13,7 +13,7 @@ exec </dev/null
 buildPackages=(cmake ninja-build g++-mingw-w64-x86-64-posix googletest nlohmann-json3-dev
   libcli11-dev)
 winePackages=(wine wine64)
-testPackages=(g++ clang clang-format clang-tidy lld pkgconf)
+testPackages=(g++ clang clang-format clang-tidy lld pkgconf python3)
 
 # Say <text>: a headline between the tools' outputs.
 Say() {
@@ -61,11 +61,15 @@ InstallPackages() {
     apt-get install -qq --yes --no-install-recommends -o Dpkg::Use-Pty=0 "${missing[@]}"
 }
 
+# Whether this script was started by another one that works in the same build/.
+withinScript=no
+
 # Only one script at a time works in build/. The lock is descriptor 8; tools that
 # leave something running get 8>&-.
 LockBuildFolder() {
   # A script that is run by a script works under that one's lock.
   if [[ "${LAUNCHER_BUILD_LOCK:-}" == "$root" ]]; then
+    withinScript=yes
     return
   fi
   export LAUNCHER_BUILD_LOCK=$root
