@@ -561,21 +561,6 @@ const LateEffect* FindLateEffect(const std::string& section, const std::string& 
   return nullptr;
 }
 
-// What is left open on purpose: the key of every game and of the store that was found, the key of
-// an installation that could not be read, the pipe of a batch whose helper was not started.
-bool IsKeptOnPurpose(const ResourceLedger::Item& item) {
-  if (item.from == "RegOpenKeyExW") return item.wasUsed != (item.path == kInstallKey);
-  return item.from == "CreateNamedPipeW" && !item.wasUsed;
-}
-
-void CloseLeftover(const ResourceLedger::Item& item) {
-  if (item.from == "RegOpenKeyExW") {
-    RegCloseKey(reinterpret_cast<HKEY>(item.value));
-  } else {
-    CloseHandle(reinterpret_cast<HANDLE>(item.value));
-  }
-}
-
 // A share of the rules in one section: a test that takes long is several.
 struct Part {
   std::string section;
@@ -600,10 +585,6 @@ std::vector<Part> Parts() {
 class FaultImports : public testing::TestWithParam<Part> {
  protected:
   FaultImports() : runner(GetParam().section, RedirectedFunctions()) {}
-
-  // Three blocks for each of the seven games: its command handler, the default command and the
-  // source that this posts under.
-  static constexpr std::size_t kBlocksPerLauncher = 21;
 
   void CheckBalance(const std::string& where) {
     for (const ResourceLedger::Item& item : runner.Leftovers()) {

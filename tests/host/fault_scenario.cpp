@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "tests/host/query_server.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/fake_process_list.h"
 #include "tests/support/game_installation.h"
@@ -298,7 +299,7 @@ class PipeSection final : public Section {
 
  private:
   // How many polls a host may need until something that has happened shows.
-  static constexpr int kMaxPolls = 40;
+  static constexpr int kMaxPolls = 12;
   static constexpr DWORD kPollIntervalMs = 2;
 
   static constexpr char kReady[] = "event StateChanged from SOLANO-GAME: READY";
@@ -443,7 +444,10 @@ class GameServer {
 // Two queries: one with a good end and one that is answered with too few bytes.
 class QuerySection final : public Section {
  public:
-  void Prepare(HMODULE) override {}
+  void Prepare(HMODULE module) override {
+    patience.reset();
+    patience = std::make_unique<PatientSelect>(module);
+  }
 
   void Run(DllHost& host, Report& report) override {
     for (const wchar_t* const gameId : {L"1", L"2"}) {
@@ -455,12 +459,15 @@ class QuerySection final : public Section {
 
  private:
   GameServer server;
+  std::unique_ptr<PatientSelect> patience;
 };
 
 // What every launcher can do at any time, whatever happened to it. Returns what it could not.
 std::string CheckHealth(DllHost& host) {
-  const int callsBefore = host.Notifications().CallCount();
+  // What came before settles: a game that went away is noticed.
+  for (int poll = 0; poll < 3; ++poll) host->PollApps();
   host.Drain();
+  const int callsBefore = host.Notifications().CallCount();
   // From another thread: nothing may hold the lock.
   std::thread([&] { host.Post(L"health", L"check", L"1"); }).join();
   const std::vector<Event> events = host.Drain();
@@ -501,6 +508,19 @@ std::unique_ptr<Section> MakeSection(const std::string& name) {
   if (name == "ping") return std::make_unique<PingSection>();
   if (name == "query") return std::make_unique<QuerySection>();
   throw std::runtime_error("no section " + name);
+}
+
+bool IsKeptOnPurpose(const ResourceLedger::Item& item) {
+  if (item.from == "RegOpenKeyExW") return item.wasUsed != (item.path == kInstallKey);
+  return item.from == "CreateNamedPipeW" && !item.wasUsed;
+}
+
+void CloseLeftover(const ResourceLedger::Item& item) {
+  if (item.from == "RegOpenKeyExW") {
+    RegCloseKey(reinterpret_cast<HKEY>(item.value));
+  } else {
+    CloseHandle(reinterpret_cast<HANDLE>(item.value));
+  }
 }
 
 SectionRunner::SectionRunner(const std::string& sectionName,

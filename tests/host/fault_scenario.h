@@ -98,6 +98,19 @@ class SectionRunner {
   std::size_t launcherCount = 0;
 };
 
+/// Whether it is left open on purpose: the key of every game and of the store that was found, the
+/// key of an installation whose directory could not be read, the pipe of a batch whose helper was
+/// not started.
+bool IsKeptOnPurpose(const ResourceLedger::Item& item);
+
+/// Closes something that was left open on purpose.
+void CloseLeftover(const ResourceLedger::Item& item);
+
+/// What every launcher leaves allocated on purpose: three blocks for each of the seven games, its
+/// command handler, the default command and the source that this posts under.
+inline constexpr std::size_t kBlocksPerGame = 3;
+inline constexpr std::size_t kBlocksPerLauncher = 21;
+
 /// The registry key that names the plug-in's installation.
 inline constexpr wchar_t kInstallKey[] = LR"(SOFTWARE\Vantor Web Plugins)";
 

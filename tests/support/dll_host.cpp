@@ -77,6 +77,11 @@ std::vector<DWORD> Notifier::ThreadIds() const {
   return threadIds;
 }
 
+void Notifier::Forget() {
+  const std::lock_guard guard(mutex);
+  threadIds.clear();
+}
+
 void Notifier::SetInsideCall(std::function<void()> work) {
   const std::lock_guard guard(mutex);
   insideCall = std::move(work);

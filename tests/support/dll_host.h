@@ -69,6 +69,8 @@ class Notifier {
   int CallCount() const;
   /// The thread of each call, in order.
   std::vector<DWORD> ThreadIds() const;
+  /// Forgets the calls so far.
+  void Forget();
   /// Set by every call, reset by a successful wait.
   HANDLE CalledEvent() const { return called.Get(); }
   /// Run inside each call, on its thread and under the launcher's lock.

@@ -1,0 +1,98 @@
+// What whole lives of a launcher leave behind, counted from outside: handles in the system's list,
+// memory on the heaps of the process.
+#include <gtest/gtest.h>
+
+#include "tests/host/fault_scenario.h"
+#include "tests/support/environment_variable.h"
+#include "tests/support/helper_installation.h"
+#include "tests/support/process_snapshot.h"
+#include "tests/support/registry_fixture.h"
+#include "tests/support/stream_capture.h"
+
+namespace test_support {
+namespace {
+
+constexpr std::size_t kWarmUp = 5;
+constexpr std::size_t kLives = 20;
+
+struct Growth {
+  std::size_t handles = 0;
+  std::size_t blocks = 0;
+};
+
+template <typename Life>
+Growth GrowthOf(const Life& life) {
+  for (std::size_t i = 0; i < kWarmUp; ++i) life();
+  const std::size_t handles = CountHandles();
+  const std::size_t blocks = MeasureHeaps().blocks;
+  for (std::size_t i = 0; i < kLives; ++i) life();
+  return {CountHandles() - handles, MeasureHeaps().blocks - blocks};
+}
+
+class Balance : public testing::Test {
+ protected:
+  const StreamCapture errors;
+  const StreamCapture output{StreamCapture::Stream::kOutput};
+  DllHost host{DllHost::Creation::kLater};
+};
+
+struct Kept {
+  const char* section;
+  // Handles that one life leaves open on purpose.
+  std::size_t handles;
+};
+
+class BalanceOfSection : public Balance, public testing::WithParamInterface<Kept> {};
+
+TEST_P(BalanceOfSection, IsWhatIsMeantToBeLeft) {
+  const auto section = MakeSection(GetParam().section);
+  section->Prepare(host.Module());
+  const Growth growth = GrowthOf([&] {
+    Report report;
+    if (!section->CreatesLauncher()) host.Create();
+    section->Run(host, report);
+    host.Destroy();
+  });
+  EXPECT_EQ(growth.handles, kLives * GetParam().handles);
+  // Seven games with three blocks each.
+  EXPECT_EQ(growth.blocks, kLives * 21);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sections, BalanceOfSection,
+                         testing::Values(Kept{"create", 0},
+                                         // The keys of the game's two look-ups by registry and of
+                                         // the store's.
+                                         Kept{"probe", 3},
+                                         // The store's key.
+                                         Kept{"launch", 1}, Kept{"process", 0}, Kept{"settings", 0},
+                                         Kept{"pipe", 0}, Kept{"ping", 0}, Kept{"query", 0}),
+                         [](const auto& kept) { return std::string(kept.param.section); });
+
+TEST_F(Balance, ABatchWithoutAHelperLeavesItsPipe) {
+  const HelperInstallation nothing(HelperInstallation::Helper::kNone);
+  const Growth growth = GrowthOf([&] {
+    host.Create();
+    host->PingBatch(L"batch", nullptr, 0);
+    host.Destroy();
+  });
+  EXPECT_EQ(growth.handles, kLives);
+  EXPECT_EQ(growth.blocks, kLives * 21);
+}
+
+TEST_F(Balance, AnInstallationThatCannotBeReadLeavesItsKey) {
+  const EnvironmentVariable noVariable(L"KOVLAUNCH_INSTDIR", std::nullopt);
+  RegistryFixture registry;
+  registry.CreateKey(kInstallKey);
+  registry.SetText(LR"(SOFTWARE\Ostrel)", L"ClientVersion", L"9.8");
+  const Growth growth = GrowthOf([&] {
+    host.Create();
+    host->Launch(L"OSTREL-APP", L"", false, L"", L"", L"", L"");
+    host.Destroy();
+  });
+  // And the store's key.
+  EXPECT_EQ(growth.handles, kLives * 2);
+  EXPECT_EQ(growth.blocks, kLives * 21);
+}
+
+}  // namespace
+}  // namespace test_support
