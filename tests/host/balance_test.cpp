@@ -2,6 +2,8 @@
 // memory on the heaps of the process.
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "tests/host/fault_scenario.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/helper_installation.h"
@@ -20,8 +22,11 @@ struct Growth {
   std::size_t blocks = 0;
 };
 
+// Failed expectations are written to standard output, so it is caught here alone.
 template <typename Life>
 Growth GrowthOf(const Life& life) {
+  const StreamCapture errors;
+  const StreamCapture output(StreamCapture::Stream::kOutput);
   for (std::size_t i = 0; i < kWarmUp; ++i) life();
   const std::size_t handles = CountHandles();
   const std::size_t blocks = MeasureHeaps().blocks;
@@ -31,8 +36,6 @@ Growth GrowthOf(const Life& life) {
 
 class Balance : public testing::Test {
  protected:
-  const StreamCapture errors;
-  const StreamCapture output{StreamCapture::Stream::kOutput};
   DllHost host{DllHost::Creation::kLater};
 };
 
@@ -41,6 +44,8 @@ struct Kept {
   // Handles that one life leaves open on purpose.
   std::size_t handles;
 };
+
+void PrintTo(const Kept& kept, std::ostream* out) { *out << kept.section; }
 
 class BalanceOfSection : public Balance, public testing::WithParamInterface<Kept> {};
 

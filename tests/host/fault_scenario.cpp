@@ -298,14 +298,14 @@ class PipeSection final : public Section {
   }
 
  private:
-  // How many polls a host may need until something that has happened shows.
-  static constexpr int kMaxPolls = 12;
+  // How many polls to wait for an event that may be lost.
+  static constexpr int kFewPolls = 12;
   static constexpr DWORD kPollIntervalMs = 2;
 
   static constexpr char kReady[] = "event StateChanged from SOLANO-GAME: READY";
   static constexpr char kGone[] = "event StateChanged from SOLANO-GAME: GAMEISGONE";
 
-  static void Talk(DllHost& host, Report& report, PipeServer& game) {
+  void Talk(DllHost& host, Report& report, PipeServer& game) const {
     using std::string_literals::operator""s;
     if (!game.Write("KE\x0B\x00\x01X\x03\x00"
                     "a b"s,
@@ -339,8 +339,9 @@ class PipeSection final : public Section {
   }
 
   // Polls until the event has come; false when the game is gone instead or nothing came.
-  static bool PollUntil(DllHost& host, Report& report, const std::string& wanted) {
-    for (int poll = 0; poll < kMaxPolls; ++poll) {
+  bool PollUntil(DllHost& host, Report& report, const std::string& wanted) const {
+    const ULONGLONG deadline = GetTickCount64() + kPatienceMs;
+    for (int poll = 0; mayLoseEvents ? poll < kFewPolls : GetTickCount64() < deadline; ++poll) {
       const std::size_t before = report.size();
       Poll(host, report);
       if (report.size() > before) return report.back() == wanted;

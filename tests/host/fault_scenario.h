@@ -30,6 +30,9 @@ class Section {
   /// Whether `Run` creates and destroys the launcher by itself; the DLL is then loaded anew for
   /// each run, so that what it does once per process is done.
   virtual bool CreatesLauncher() const { return false; }
+
+  /// Whether events may never come: then none is waited for longer than a few polls.
+  bool mayLoseEvents = false;
 };
 
 /// "create", "probe", "launch", "process", "settings", "pipe", "ping", "query".
@@ -58,6 +61,9 @@ class SectionRunner {
   Report Run() {
     return Run([] {}, [] {});
   }
+
+  /// See `Section`.
+  void LetLoseEvents(bool mayLose) { section->mayLoseEvents = mayLose; }
 
   ImportFaults& Faults() { return *faults; }
   const ResourceLedger& Ledger() const { return ledger; }

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <sstream>
 
 #include "tests/host/hostile_peers.h"
 #include "tests/support/pipe_server.h"
@@ -22,8 +23,11 @@ std::string TwoBytes(std::size_t value) {
   return {static_cast<char>(value & 0xFF), static_cast<char>(value >> 8 & 0xFF)};
 }
 
-// Up to the first zero, as every text of the interface.
-std::wstring Text(const std::string& bytes) { return Widen(bytes.c_str()); }
+// Converted with its terminator, which matters to an unfinished character at its end, and taken up
+// to the first zero, as every text of the interface.
+std::wstring Text(const std::string& bytes) {
+  return Widen(std::string(bytes.c_str()) + '\0').c_str();
+}
 
 std::vector<std::string> Words(const std::string& text) {
   std::vector<std::string> words;
@@ -55,6 +59,17 @@ bool PollUntil(DllHost& host, std::vector<Event>& events, const IsDone& isDone) 
     if (GetTickCount64() >= deadline) return false;
     WaitForSingleObject(host.Notifications().CalledEvent(), kPollIntervalMs);
   }
+}
+
+std::string FirstDifference(const std::vector<Event>& events, const std::vector<Event>& expected) {
+  if (events == expected) return "";
+  std::size_t at = 0;
+  while (at < std::min(events.size(), expected.size()) && events[at] == expected[at]) ++at;
+  std::ostringstream text;
+  text << "of " << events.size() << " events in place of " << expected.size() << ", number " << at;
+  if (at < events.size()) text << " is " << events[at];
+  if (at < expected.size()) text << " in place of " << expected[at];
+  return text.str();
 }
 
 }  // namespace
@@ -161,7 +176,7 @@ std::string HostileGame::Live() {
   if (!PollUntil(host, events, [&] { return !events.empty() && events.back() == kGone; })) {
     return "the end went unnoticed";
   }
-  return events == expected ? "" : "other events than those that were sent";
+  return FirstDifference(events, expected);
 }
 
 }  // namespace test_support

@@ -6,7 +6,10 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <map>
+#include <mutex>
 #include <random>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -18,7 +21,7 @@
 namespace test_support {
 
 /// Turns the bytes of a game into the events that a host has to get, as docs/formats.md describes
-/// the frames; shares nothing with the library. Texts are plain ASCII.
+/// the frames; shares nothing with the library.
 class FrameReader {
  public:
   explicit FrameReader(std::wstring eventSource) : source(std::move(eventSource)) {}
@@ -73,6 +76,8 @@ class HostileServer {
 
  private:
   void Serve();
+  void Answer(const UdpPeer::Datagram& request);
+  std::set<std::wstring> TakeStatuses(std::uint64_t gameId);
 
   DllHost& host;
   std::uint64_t seed;
@@ -82,6 +87,9 @@ class HostileServer {
   UdpPeer stranger;
   std::atomic<bool> stops = false;
   std::atomic<std::size_t> sentBytes = 0;
+  std::mutex mutex;
+  // What each query may end with, after what it was answered.
+  std::map<std::uint64_t, std::set<std::wstring>> statuses;
   std::thread thread;
 };
 

@@ -102,6 +102,8 @@ void LiveOnce(DllHost& host) {
   host.Create();
   host->SetParameter(L"BRENNA-GAME", L"key", L"value");
   Expect(host.GetParameter(L"BRENNA-GAME", L"key") == L"value", "GetParameter");
+  // By path, so that it does not matter what is installed.
+  host->SetParameter(L"BRENNA-GAME", L"probeMethod", L"path");
   Expect(host.GetVersion(L"BRENNA-GAME") == L"NOT_INSTALLED", "GetVersion");
   Expect(host.GetLauncherVersion() == L"162", "GetLauncherVersion");
   // One is fetched, the others are discarded with the launcher.
