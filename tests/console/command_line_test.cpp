@@ -31,7 +31,9 @@ TEST_F(ConsoleCommandLine, HelpOfACommandNamesItsOptions) {
   EXPECT_EQ(CountOf(run.output, "--timeout SECONDS"), 1U) << run.output;
 }
 
-TEST_F(ConsoleCommandLine, WantsACommand) { ExpectWrongUsage(L"", "launcher-console: a command is missing\n"); }
+TEST_F(ConsoleCommandLine, WantsACommand) {
+  ExpectWrongUsage(L"", "launcher-console: a command is missing\n");
+}
 
 TEST_F(ConsoleCommandLine, RefusesAnUnknownCommand) {
   ExpectWrongUsage(L"frobnicate", "frobnicate");
@@ -58,13 +60,18 @@ TEST_F(ConsoleCommandLine, RefusesWhatIsNoServer) {
 }
 
 TEST_F(ConsoleCommandLine, RefusesACommandLineThatWouldBecomeAnotherField) {
-  ExpectWrongUsage(L"launch OSTREL-APP \"x|evil.exe\"",
+  ExpectWrongUsage(L"launch OSTREL-APP --args \"x|evil.exe\"",
                    "the command line must not contain '|' or control characters");
 }
 
 TEST_F(ConsoleCommandLine, RefusesWordsThatWouldNotBeSent) {
-  ExpectWrongUsage(L"send BRENNA-GAME say a b c d e", "at most four words");
+  ExpectWrongUsage(L"send BRENNA-GAME say a b c d e", "The following argument was not expected: e");
   ExpectWrongUsage(L"send BRENNA-GAME say a \"\" c", "behind an empty one");
+}
+
+TEST_F(ConsoleCommandLine, RefusesWhatIsNoAssignment) {
+  ExpectWrongUsage(L"set BRENNA-GAME probeMethod", "'probeMethod' is no KEY=VALUE");
+  ExpectWrongUsage(L"set BRENNA-GAME =path", "'=path' is no KEY=VALUE");
 }
 
 TEST_F(ConsoleCommandLine, RefusesSecondsBeyondADay) {
@@ -80,6 +87,9 @@ TEST_F(ConsoleCommandLine, TellsWhenTheDllIsMissing) {
 TEST_F(ConsoleCommandLine, ErrorsAreJsonForScripts) {
   EXPECT_EQ(RunJson(L"kill NO-GAME", 2)["exitCode"], 2);
   EXPECT_EQ(RunJson(L"kill BRENNA-GAME", 1)["error"], "no process of BRENNA-GAME was found");
+  EXPECT_EQ(Run(L"--json kill BRENNA-GAME").output,
+            "launcher-console: no process of BRENNA-GAME was found\n"
+            "{\"error\":\"no process of BRENNA-GAME was found\",\"exitCode\":1}\n");
 }
 
 TEST_F(ConsoleCommandLine, KeepsTheDiagnosticLinesOutOfTheOutput) {

@@ -105,14 +105,14 @@ TEST_F(ConsoleDoctor, FindsThatTheProgramIsMissing) {
 
 TEST_F(ConsoleDoctor, FollowsThePathMethod) {
   const std::wstring program = work.WriteFile(L"ag3.exe", "");
-  Run(L"set SOLANO-GAME probeMethod path");
+  Run(L"set SOLANO-GAME probeMethod=path");
   EXPECT_TRUE(Finds(Run(L"doctor SOLANO-GAME"), "problem  binaryPath is not set\n"));
-  Run(L"set SOLANO-GAME binaryPath \"" + program + L"\"");
+  Run(L"set SOLANO-GAME \"binaryPath=" + program + L"\"");
   EXPECT_TRUE(Finds(Run(L"doctor SOLANO-GAME"), "ok       the program is " + Narrow(program)));
 }
 
 TEST_F(ConsoleDoctor, NotesAMethodThatIsNone) {
-  Run(L"set SOLANO-GAME probeMethod Path");
+  Run(L"set SOLANO-GAME probeMethod=Path");
   EXPECT_TRUE(Finds(Run(L"doctor SOLANO-GAME"), "note     probeMethod is 'Path'; "));
 }
 

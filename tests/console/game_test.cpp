@@ -33,11 +33,23 @@ class ConsoleGame : public ConsoleTest {
 TEST_F(ConsoleGame, LaunchWaitsForThePipe) {
   const std::wstring log = work.Join(L"game.log");
   const EnvironmentVariable options(L"KIT_GAME_OPTIONS", L"--log \"" + log + L"\"");
-  const ConsoleRun run = Run(L"launch SOLANO-GAME \"-server \\\"one two\\\"\" --wait 60");
+  const ConsoleRun run = Run(L"launch SOLANO-GAME --args \"-server \\\"one two\\\"\" --wait 60");
   EXPECT_EQ(run.exitCode, 0U);
   EXPECT_EQ(run.output, "SOLANO-GAME is running and has opened its pipe\n");
   // With the console the only launcher has left, and the game has ended.
   EXPECT_EQ(CountOf(ReadFileBytes(log), "-server \"one two\"\n"), 1U) << ReadFileBytes(log);
+}
+
+TEST_F(ConsoleGame, LaunchTakesArgumentsThatBeginWithADash) {
+  int number = 0;
+  for (const wchar_t* const argument : {L"--args -x", L"--args=-x", L"--args \"-x\""}) {
+    // The game of the last round may still write its log.
+    const std::wstring log = work.Join(L"game" + std::to_wstring(++number) + L".log");
+    const EnvironmentVariable options(L"KIT_GAME_OPTIONS", L"--log \"" + log + L"\"");
+    const ConsoleRun run = Run(std::wstring(L"launch SOLANO-GAME --wait 60 ") + argument);
+    EXPECT_EQ(run.exitCode, 0U) << run.output;
+    EXPECT_EQ(CountOf(ReadFileBytes(log), " -x\n"), 1U) << ReadFileBytes(log);
+  }
 }
 
 TEST_F(ConsoleGame, LaunchReturnsAtOnce) {
@@ -59,6 +71,18 @@ TEST_F(ConsoleGame, SendListensToTheAnswer) {
       RunJson(L"send SOLANO-GAME echo one two three four --wait 60 --listen 0.1");
   EXPECT_TRUE(json["sent"]);
   EXPECT_EQ(running->WaitForLine("game: received "), "echo [one two three four]");
+}
+
+TEST_F(ConsoleGame, SendTakesWordsAsTheyAre) {
+  const auto running = Play(L"");
+  EXPECT_TRUE(RunJson(L"send SOLANO-GAME echo [a,b] list /c --wait 60")["sent"]);
+  EXPECT_EQ(running->WaitForLine("game: received "), "echo [[a,b] list /c]");
+}
+
+TEST_F(ConsoleGame, SendTakesDashesBehindTwo) {
+  const auto running = Play(L"");
+  EXPECT_TRUE(RunJson(L"send --wait 60 SOLANO-GAME echo -- -1 --listen one")["sent"]);
+  EXPECT_EQ(running->WaitForLine("game: received "), "echo [-1 --listen one]");
 }
 
 TEST_F(ConsoleGame, SendShowsThatTheGameIsGone) {

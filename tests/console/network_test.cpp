@@ -108,7 +108,7 @@ TEST_F(ConsoleQuery, ShowsTheScoreboard) {
 }
 
 TEST_F(ConsoleQuery, ReadsNamesThatAreNoJson) {
-  const nlohmann::json json = RunJson(Start(L"--name \"Aldo \\\"the\\\\Rock\\\"\""));
+  const nlohmann::json json = RunJson(Start(L"--name \"Aldo \\\"the\\Rock\\\"\""));
   EXPECT_EQ(json["status"], "SUCCESS");
   EXPECT_EQ(json["teams"][0]["players"][0]["name"], "Aldo \"the\\Rock\"");
   EXPECT_EQ(json["teams"][0]["players"][0]["playerId"], "1001");

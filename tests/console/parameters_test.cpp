@@ -49,7 +49,7 @@ TEST_F(ConsoleParameters, LongAndHostileCellsAreTamed) {
 }
 
 TEST_F(ConsoleParameters, SetIsRememberedUntilUnset) {
-  EXPECT_EQ(Run(L"set BRENNA-GAME EXTRA_ARGUMENTS \"-a b\"").output,
+  EXPECT_EQ(Run(L"set BRENNA-GAME \"EXTRA_ARGUMENTS=-a b\"").output,
             "BRENNA-GAME  EXTRA_ARGUMENTS = -a b\n");
   EXPECT_EQ(Run(L"get BRENNA-GAME EXTRA_ARGUMENTS").output, "-a b\n");
   EXPECT_EQ(Run(L"get BRENNA-CTE-GAME EXTRA_ARGUMENTS").output, "\n");
@@ -61,8 +61,8 @@ TEST_F(ConsoleParameters, SetIsRememberedUntilUnset) {
 TEST_F(ConsoleParameters, SetSteersTheLookUp) {
   const std::wstring program = work.WriteFile(L"other.exe", "");
   EXPECT_FALSE(RunJson(L"list")["applications"][1]["installed"]);
-  Run(L"set BRENNA-GAME probeMethod path");
-  Run(L"set BRENNA-GAME binaryPath \"" + program + L"\"");
+  Run(L"set BRENNA-GAME probeMethod=path");
+  Run(L"set BRENNA-GAME \"binaryPath=" + program + L"\"");
   EXPECT_TRUE(RunJson(L"list")["applications"][1]["installed"]);
 }
 

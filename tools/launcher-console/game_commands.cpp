@@ -96,7 +96,6 @@ ExitCode Kill(Session& session, const std::string& appId) {
 
 // The launcher takes the words up to the first empty one.
 std::array<std::string, kMaxWords> ToArguments(const std::vector<std::string>& words) {
-  if (words.size() > kMaxWords) throw WrongUsage("a command takes at most four words");
   std::array<std::string, kMaxWords> arguments;
   bool ended = false;
   for (std::size_t i = 0; i < words.size(); ++i) {
@@ -137,10 +136,11 @@ void AddGameCommands(CLI::App& app, Action& action) {
   CLI::App* const launchCommand =
       app.add_subcommand("launch", "Ask the helper program to start an application");
   launchCommand->add_option("APP", launch->appId, "Identifier, as in BRENNA-GAME")->required();
-  launchCommand->add_option(
-      "COMMANDLINE", launch->commandLine,
-      "The application's command line as one argument, in quotation marks. Put -- before APP when "
-      "it begins with a dash. For OSTREL-APP the rest of an ostrel:// link");
+  launchCommand
+      ->add_option("--args", launch->commandLine,
+                   "The application's command line, in quotation marks; for OSTREL-APP the rest of "
+                   "an ostrel:// link")
+      ->type_name("TEXT");
   launchCommand->add_flag("--flag", launch->flag, "Hand YES instead of NO to the helper");
   AddSecondsOption(*launchCommand, "--wait", launch->waitSeconds,
                    "Wait so long until the game has opened its pipe; fail if it has not");
@@ -160,7 +160,13 @@ void AddGameCommands(CLI::App& app, Action& action) {
       app.add_subcommand("send", "Send a command to a running game over its pipe");
   sendCommand->add_option("APP", send->appId, "Identifier, as in BRENNA-GAME")->required();
   sendCommand->add_option("COMMAND", send->command, "Name of the command")->required();
-  sendCommand->add_option("WORD", send->words, "Up to four words for the command");
+  // One by one: where the parser expects a list it takes "[a,b]" for one, too.
+  for (std::size_t number = 1; number <= kMaxWords; ++number) {
+    sendCommand->add_option_function<std::string>(
+        "WORD" + std::to_string(number),
+        [send](const std::string& word) { send->words.push_back(word); },
+        number > 1 ? "" : "Up to four words; put -- before the first that begins with a dash");
+  }
   AddSecondsOption(*sendCommand, "--wait", send->waitSeconds,
                    "How long to wait for the game's pipe (default 5)");
   AddSecondsOption(*sendCommand, "--listen", send->listenSeconds,

@@ -22,10 +22,12 @@ namespace console {
 namespace {
 
 constexpr char kFooter[] = R"(
+launcher-console COMMAND --help explains a command.
+
 Examples:
   launcher-console list
   launcher-console doctor BRENNA-GAME
-  launcher-console launch BRENNA-GAME "-server 192.0.2.1" --wait 60
+  launcher-console launch BRENNA-GAME --args "-server 192.0.2.1" --wait 60
   launcher-console watch
   launcher-console ping 192.0.2.1 192.0.2.2
   launcher-console query 192.0.2.1:25200 1 --json
@@ -72,7 +74,8 @@ void AddCommands(CLI::App& app, Action& action) {
 
 ExitCode Fail(ExitCode code, const std::string& message, bool json, Output& out, Output& errors) {
   errors.Line("launcher-console: " + message);
-  if (json) out.Document({{"error", message}, {"exitCode", static_cast<int>(code)}});
+  // One line: before it may stand those of 'watch'.
+  if (json) out.Record({{"error", message}, {"exitCode", static_cast<int>(code)}});
   return code;
 }
 
@@ -102,9 +105,12 @@ ExitCode Run() {
   InterruptEvent();  // from here on Ctrl+C is waited for
   CLI::App app("launcher-console: finds, starts, watches and commands games by launcher.dll",
                "launcher-console");
-  app.require_subcommand(0, 1);  // that it is missing is told below, in words of our own
+  app.allow_windows_style_options(false);  // "/x" is a word, not an option
+  app.require_subcommand(0, 1);            // that it is missing is told below, in words of our own
   app.footer(kFooter);
   app.get_formatter()->label("TEXT", "");
+  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+  app.get_formatter()->label("Subcommands", "Commands");
   GlobalOptions options;
   Action action;
   AddGlobalOptions(app, options);

@@ -59,6 +59,16 @@ void Report(Session& session, const ParameterArguments& arguments, const std::st
   }
 }
 
+// "KEY=VALUE"
+void Split(const std::string& assignment, ParameterArguments& arguments) {
+  const std::size_t equals = assignment.find('=');
+  if (equals == 0 || equals == std::string::npos) {
+    throw CLI::ValidationError("'" + assignment + "' is no KEY=VALUE");
+  }
+  arguments.key = assignment.substr(0, equals);
+  arguments.value = assignment.substr(equals + 1);
+}
+
 ExitCode Set(Session& session, const ParameterArguments& arguments) {
   Session::CheckApplication(arguments.appId);
   session.SettingsFile().Set(arguments.appId, arguments.key, arguments.value);
@@ -92,9 +102,12 @@ void AddParameterCommands(CLI::App& app, Action& action) {
   CLI::App* const set = app.add_subcommand(
       "set", "Set a parameter and remember it for later commands (see --settings)");
   set->add_option("APP", arguments->appId, "Identifier, as in BRENNA-GAME")->required();
-  set->add_option("KEY", arguments->key, "Parameter, as in probeMethod")->required();
-  set->add_option("VALUE", arguments->value, "Value; may be empty")->required();
-  set->callback([&action, arguments] {
+  // One word for both: a value that begins with a dash would pass for an option.
+  const auto assignment = std::make_shared<std::string>();
+  set->add_option("KEY=VALUE", *assignment, "As in probeMethod=path; the value may be empty")
+      ->required();
+  set->callback([&action, arguments, assignment] {
+    Split(*assignment, *arguments);
     action = [arguments](Session& session) { return Set(session, *arguments); };
   });
 

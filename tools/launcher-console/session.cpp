@@ -26,8 +26,13 @@ Settings& Session::SettingsFile() {
 }
 
 std::wstring Session::DllPath() const {
-  if (!options.dllPath.empty()) return host::ToWide(options.dllPath);
-  return host::ProgramDirectory() + L"\\launcher.dll";
+  if (options.dllPath.empty()) return host::ProgramDirectory() + L"\\launcher.dll";
+  // A full path: Windows looks for any other in folders that nobody named.
+  const std::wstring path = host::ToWide(options.dllPath);
+  std::wstring fullPath(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
+  fullPath.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(fullPath.size()),
+                                   fullPath.data(), nullptr));
+  return fullPath;
 }
 
 host::LauncherClient& Session::Launcher() {
