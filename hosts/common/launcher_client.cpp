@@ -58,12 +58,23 @@ LauncherClient::LauncherClient(const std::wstring& dllPath) {
 }
 
 LauncherClient::~LauncherClient() {
-  while (NextEvent()) {
-  }
+  WaitForLastResults();
   if (outstanding > 0) return;
   destroyLauncher(launcher);
   CloseHandle(eventQueued);
   FreeLibrary(library);
+}
+
+void LauncherClient::WaitForLastResults() {
+  constexpr ULONGLONG kGraceMilliseconds = 1000;
+  const ULONGLONG end = GetTickCount64() + kGraceMilliseconds;
+  for (;;) {
+    while (NextEvent()) {
+    }
+    const ULONGLONG now = GetTickCount64();
+    if (outstanding == 0 || now >= end) return;
+    WaitForSingleObject(eventQueued, static_cast<DWORD>(end - now));
+  }
 }
 
 // Runs on any thread and under the launcher's lock, so it only wakes the host up.

@@ -42,12 +42,22 @@ NativeProgram::NativeProgram(const std::wstring& arguments) {
   }
   CloseHandle(information.hThread);
   process.Reset(information.hProcess);
+  constexpr DWORD kLongestLifeMs = 3 * kPatienceMs;
+  if (!CreateTimerQueueTimer(&deadline, nullptr, &NativeProgram::End, process.Get(), kLongestLifeMs,
+                             0, WT_EXECUTEONLYONCE)) {
+    TerminateProcess(process.Get(), 1);
+    ThrowLastError("CreateTimerQueueTimer");
+  }
 }
 
+void NativeProgram::End(void* process, BOOLEAN /*byTimer*/) { TerminateProcess(process, 1); }
+
 NativeProgram::~NativeProgram() {
-  if (WaitFor(process.Get(), 0)) return;
-  TerminateProcess(process.Get(), 1);
-  WaitFor(process.Get(), kPatienceMs);
+  // As a browser ends it: it may be starting a helper.
+  CloseInput();
+  CloseOutput();
+  WaitFor(process.Get(), INFINITE);
+  DeleteTimerQueueTimer(nullptr, deadline, INVALID_HANDLE_VALUE);
 }
 
 void NativeProgram::Write(const std::string& bytes) {

@@ -20,7 +20,7 @@ inline constexpr char kPage[] = "https://games.example";
 inline constexpr char kTrustedPage[] = "https://trusted.example";
 
 /// Started with pipes for its standard input and output; its standard error stream is the test's
-/// own.
+/// own. After a minute it is ended, so that a test that waits for it fails and does not hang.
 class NativeProgram {
  public:
   explicit NativeProgram(const std::wstring& arguments);
@@ -49,8 +49,10 @@ class NativeProgram {
   DWORD ExitCode();
 
  private:
+  static void CALLBACK End(void* process, BOOLEAN byTimer);
   bool Read(char* bytes, std::size_t size);
 
+  HANDLE deadline = nullptr;
   ScopedHandle process;
   ScopedHandle input;
   ScopedHandle output;

@@ -59,7 +59,7 @@ TEST_F(ConsoleDoctor, FindsThatTheHelperGivesNoTimes) {
 TEST_F(ConsoleDoctor, FindsThatTheHelperHangs) {
   mode.Set(L"absent");
   EXPECT_TRUE(
-      Finds(Run(L"doctor --patience 0.3"), "problem  it has not answered a ping batch for 0 "));
+      Finds(Run(L"doctor --patience 1"), "problem  it has not answered a ping batch for 1 s: "));
 }
 
 TEST_F(ConsoleDoctor, AMissingGameIsAProblemOnlyWhenAskedFor) {

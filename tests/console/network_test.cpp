@@ -65,7 +65,7 @@ TEST_F(ConsolePing, ExplainsZero) {
 
 TEST_F(ConsolePing, EndsThoughTheHelperHangs) {
   mode.Set(L"absent");
-  const ConsoleRun run = Run(L"ping 127.0.0.1 127.0.0.2 --timeout 0.3");
+  const ConsoleRun run = Run(L"ping 127.0.0.1 127.0.0.2 --timeout 1");
   EXPECT_EQ(run.exitCode, 1U);
   EXPECT_EQ(CountOf(run.output, "the helper program has not answered for 2 of 2 addresses"), 1U)
       << run.output;

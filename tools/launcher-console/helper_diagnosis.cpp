@@ -62,7 +62,7 @@ void AskHelper(Session& session, std::chrono::milliseconds patience, Findings& f
     findings.push_back({kSubject, Level::kProblem,
                         "it has not answered a ping batch for " +
                             std::to_string(patience.count() / 1000) +
-                            " seconds: it hangs, or was kept from starting"});
+                            " s: it hangs, or was kept from starting"});
   }
 }
 

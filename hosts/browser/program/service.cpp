@@ -11,6 +11,8 @@ namespace {
 
 // As often as a game's pipe is looked after.
 constexpr DWORD kPollMilliseconds = 100;
+// A helper that hangs keeps them waiting for ever.
+constexpr std::size_t kMostWaiting = 16;
 
 std::string ToText(const Json& message) {
   return message.dump(-1, ' ', false, Json::error_handler_t::replace);
@@ -71,6 +73,9 @@ void Service::Handle(const std::string& message) {
   try {
     const Request request(message, id);
     if (request.Method() == "waitForThreads" && dispatcher) {
+      if (waiting.size() == kMostWaiting) {
+        throw RequestError("busy", std::to_string(kMostWaiting) + " requests wait already");
+      }
       waiting.push_back(id);
       AnswerThoseWhoWait();
       return;
