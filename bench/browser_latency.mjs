@@ -2,8 +2,8 @@
 //
 // How long one call of a web page takes: 1,000 echoes one after the other, from a page in headless
 // Chromium by way of the extension and the native program under Wine; and the same from a process
-// that speaks to the native program itself. Needs a built release (scripts/build, targets
-// browser_host and kit) and the packages of scripts/demo-browser.
+// that speaks to the native program itself. Run scripts/demo --browser once before: it installs and
+// builds what this needs.
 
 import {spawn} from 'node:child_process';
 import {mkdirSync, mkdtempSync} from 'node:fs';

@@ -13,6 +13,8 @@ exec </dev/null
 buildPackages=(cmake ninja-build g++-mingw-w64-x86-64-posix googletest nlohmann-json3-dev
   libcli11-dev)
 winePackages=(wine wine64)
+# For the browser host's test and demonstration alone.
+browserPackages=(chromium chromium-driver nodejs)
 testPackages=(g++ clang clang-format clang-tidy lld pkgconf python3)
 
 # Say <text>: a headline between the tools' outputs.
@@ -30,7 +32,8 @@ InstallPackages() {
   if [[ "$system" != debian && "$system" != ubuntu ]]; then
     {
       echo "error: this system is '$system'. Packages are installed on Debian and Ubuntu only."
-      echo "Needed are, by their Debian names: ${buildPackages[*]} ${winePackages[*]} ${testPackages[*]}"
+      echo "Needed are, by their Debian names: ${buildPackages[*]} ${winePackages[*]}" \
+        "${testPackages[*]} ${browserPackages[*]}"
       echo "When you have their like, use the presets: cmake --preset release"
     } >&2
     exit 1

@@ -7,6 +7,17 @@ function duration(seconds) {
   return `${minutes}:${String(seconds % 60).padStart(2, '0')}`;
 }
 
+/** {tickets: 340, ticketsMax: 400, bases: 2} becomes "340 of 400 tickets, 2 bases". */
+function counts(values) {
+  return Object.entries(values)
+    .filter(([key]) => !(key.endsWith('Max') && key.slice(0, -3) in values))
+    .map(([key, value]) => {
+      const most = values[`${key}Max`];
+      return `${value}${most === undefined ? '' : ` of ${most}`} ${key}`;
+    })
+    .join(', ');
+}
+
 function facts(state) {
   const players = state.teams.reduce((count, team) => count + team.players.length, 0);
   const shown = [
@@ -17,8 +28,7 @@ function facts(state) {
   ];
   for (const {name, values} of state.mode.rows) {
     const label = /^\d+$/.test(name) && state.mode.kind !== 'armsLadder' ? `Team ${name}` : name;
-    const text = Object.entries(values).map(([key, value]) => `${key} ${value}`);
-    shown.push([label, text.join(', ')]);
+    shown.push([label, counts(values)]);
   }
   return shown.map(([term, text]) =>
     element('div', {}, element('dt', {}, term), element('dd', {}, text)),
