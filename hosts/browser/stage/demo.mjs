@@ -29,7 +29,7 @@ async function playByItself(browser, screenshot) {
   tell('first live state change: the game is starting');
   await browser.waitForText('#events', /SOLANO-GAMEReady/);
   tell('the game is ready');
-  await browser.waitForText('#events', /PlayerJoined/);
+  await browser.waitForText('#events', /PlayerJoined Aldo/);
   await browser.type(
     '#addresses', '127.0.0.1\n127.0.0.2\n127.0.0.3\n127.0.0.4\n127.0.0.5\n127.0.0.6',
   );

@@ -135,7 +135,13 @@ export class Stage {
     const environment = {
       KOVLAUNCH_INSTDIR: windowsPath(this.programs),
       KIT_HELPER_PING_MODE: 'fixed',
-      KIT_GAME_OPTIONS: `--wait 60 --send "PlayerJoined Aldo squad 3" --log ${windowsPath(this.gameLog)}`,
+      KIT_GAME_OPTIONS: [
+        '--wait 60',
+        '--send "RoundStarted Old Harbour"',
+        '--send "PlayerJoined Bryn squad 1"',
+        '--send "PlayerJoined Aldo squad 3"',
+        `--log ${windowsPath(this.gameLog)}`,
+      ].join(' '),
     };
     const exports = Object.entries(environment).map(
       ([name, value]) => `export ${name}=${shellQuoted(value)}`,
