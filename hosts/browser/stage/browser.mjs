@@ -10,8 +10,10 @@ const WINDOW_WIDTH = 1200;
 // What the protocol calls the member that names an element.
 const ELEMENT_KEY = 'element-6066-11e4-a52e-4f735466cecf';
 
-// What a browser in a test leaves alone: Google's hosts, first-run pages, its own updates.
+// What a browser in a test leaves alone: first-run pages, its own updates, and the network.
 const QUIET = [
+  '--host-resolver-rules=MAP * ~NOTFOUND, EXCLUDE 127.0.0.1',
+  '--no-proxy-server',
   '--disable-background-networking',
   '--disable-component-update',
   '--disable-gpu',

@@ -9,12 +9,16 @@ export class Program {
   #lines = [];
   #waiting = new Set();
   #exited;
+  #failed = false; // could not be started
 
   constructor(command, args, options = {}) {
     this.process = spawn(command, args, {stdio: ['ignore', 'pipe', 'pipe'], ...options});
     this.#exited = new Promise((resolve) => this.process.on('exit', resolve));
     this.#exited.then(() => this.#look());
-    this.process.on('error', (error) => this.#add(String(error)));
+    this.process.on('error', (error) => {
+      this.#failed = true;
+      this.#add(String(error));
+    });
     for (const stream of [this.process.stdout, this.process.stderr]) {
       createInterface({input: stream}).on('line', (line) => this.#add(line));
     }
@@ -34,8 +38,8 @@ export class Program {
           this.#waiting.delete(look);
           clearTimeout(timer);
           resolve(match);
-        } else if (this.process.exitCode !== null) {
-          fail('The program has ended without a line');
+        } else if (this.process.exitCode !== null || this.#failed) {
+          fail('The program has ended, or could not be started, without a line');
         }
       };
       const timer = setTimeout(() => fail('Waited in vain for a line'), PATIENCE_MS);
