@@ -12,8 +12,12 @@ file(GLOB gcc_folder LIST_DIRECTORIES true /usr/lib/gcc/x86_64-w64-mingw32/*-pos
 set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES
     "${gcc_folder}/include/c++" "${gcc_folder}/include/c++/x86_64-w64-mingw32"
     "${gcc_folder}/include/c++/backward")
-# libstdc++ needs libpthread, which only GCC itself adds to the link.
-set(CMAKE_CXX_STANDARD_LIBRARIES_INIT "-lpthread")
+# Variables of a thread as GCC lays them out: std::call_once has some in libstdc++.
+set(CMAKE_CXX_FLAGS_INIT -femulated-tls)
+# libstdc++ needs libpthread, which only GCC itself adds to the link. It also has a copy of its own of
+# what its headers let the compiler emit in every object (the comparison of two type_infos); GNU ld takes
+# the first, lld has to be told.
 foreach(kind EXE SHARED)
-  set(CMAKE_${kind}_LINKER_FLAGS_INIT "-fuse-ld=lld -L${gcc_folder}")
+  set(CMAKE_${kind}_LINKER_FLAGS_INIT
+      "-fuse-ld=lld -L${gcc_folder} -lpthread -Wl,--allow-multiple-definition")
 endforeach()
