@@ -30,14 +30,16 @@ set_source_files_properties(
   "${LAUNCHER_GOOGLETEST_DIR}/googlemock/src/gmock-all.cc"
   PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
 
-# launcher_add_gtest(<target> [SHARDS <n>] [TIMEOUT <seconds>] [EXCLUSIVE])
+# launcher_add_gtest(<target> [SHARDS <n>] [TIMEOUT <seconds>] [EXCLUSIVE] [GUARDED])
 #
 # Runs the tests of an executable as <n> ctest entries, each a process with its
 # share of the tests: a process for every single test would cost more than the
 # tests. EXCLUSIVE entries use what there is once per Windows installation (the
-# registry, pipe names, the list of processes) and never run at the same time.
+# registry, pipe names, the list of processes) and never run at the same time. GUARDED adds a second run
+# in which every block of memory ends at a page that cannot be accessed (tests/support/guard_pages.h),
+# without the tests of other programs and those that let one allocation fail after the other.
 function(launcher_add_gtest target)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "EXCLUSIVE" "SHARDS;TIMEOUT" "")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "EXCLUSIVE;GUARDED" "SHARDS;TIMEOUT" "")
   if(NOT arg_SHARDS)
     set(arg_SHARDS 1)
   endif()
@@ -45,15 +47,22 @@ function(launcher_add_gtest target)
     set(arg_TIMEOUT 120)
   endif()
   math(EXPR last "${arg_SHARDS} - 1")
-  foreach(shard RANGE ${last})
-    set(name "${LAUNCHER_TEST_PREFIX}${target}.${shard}")
-    add_test(NAME ${name} COMMAND ${target})
-    set_tests_properties(
-      ${name}
-      PROPERTIES ENVIRONMENT "GTEST_TOTAL_SHARDS=${arg_SHARDS};GTEST_SHARD_INDEX=${shard}" TIMEOUT
-                 ${arg_TIMEOUT})
-    if(arg_EXCLUSIVE)
-      set_tests_properties(${name} PROPERTIES RESOURCE_LOCK windows_installation)
-    endif()
+  set(runs ${target})
+  if(arg_GUARDED)
+    list(APPEND runs guarded.${target})
+  endif()
+  foreach(run IN LISTS runs)
+    foreach(shard RANGE ${last})
+      set(name "${LAUNCHER_TEST_PREFIX}${run}.${shard}")
+      set(environment GTEST_TOTAL_SHARDS=${arg_SHARDS} GTEST_SHARD_INDEX=${shard})
+      if(run MATCHES "^guarded")
+        list(APPEND environment LAUNCHER_GUARD_PAGES=1 "GTEST_FILTER=-*Fault*:DemoHost*:Kit*")
+      endif()
+      add_test(NAME ${name} COMMAND ${target})
+      set_tests_properties(${name} PROPERTIES ENVIRONMENT "${environment}" TIMEOUT ${arg_TIMEOUT})
+      if(arg_EXCLUSIVE)
+        set_tests_properties(${name} PROPERTIES RESOURCE_LOCK windows_installation)
+      endif()
+    endforeach()
   endforeach()
 endfunction()

@@ -15,8 +15,9 @@ UseWine() {
   export XDG_CACHE_HOME="$HOME/.cache"
   # Silent: Wine's own messages would stand between the lines that tests compare.
   export WINEDEBUG="${LAUNCHER_WINEDEBUG:--all}"
-  # No menu entries, and no question whether to download .NET and a browser.
-  export WINEDLLOVERRIDES='winemenubuilder.exe=d;mscoree=;mshtml='
+  # No menu entries, no question whether to download .NET and a browser, and no debugger that looks at a
+  # program for minutes before it may crash.
+  export WINEDLLOVERRIDES='winemenubuilder.exe=d;winedbg.exe=d;mscoree=;mshtml='
   # Paths with any letters: in the C locale Wine knows ASCII alone.
   export LC_ALL=C.UTF-8
   # The server's socket.

@@ -9,6 +9,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include "tests/support/guard_pages.h"
+
 namespace test_support {
 namespace {
 
@@ -55,7 +57,8 @@ HeapUse MeasureHeaps() {
   std::array<HANDLE, 256> heaps;
   const DWORD count = GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data());
   if (count > heaps.size()) throw std::runtime_error("more heaps than expected");
-  HeapUse use;
+  // In a run with guard pages the program's own blocks lie there.
+  HeapUse use = {GuardPages::BlockCount(), GuardPages::ByteCount()};
   for (DWORD i = 0; i < count; ++i) {
     HeapLock(heaps[i]);
     PROCESS_HEAP_ENTRY entry = {};

@@ -29,6 +29,14 @@ class OpenKey {
   HKEY handle = nullptr;
 };
 
+// The system looks at the character behind a text without a terminator, and stores that as well
+// when it is one. So there is always another character behind.
+LSTATUS SetExactly(HKEY key, const wchar_t* name, DWORD type, std::vector<unsigned char> bytes) {
+  const auto size = static_cast<DWORD>(bytes.size());
+  bytes.insert(bytes.end(), 2 * sizeof(wchar_t), 'x');
+  return RegSetValueExW(key, name, 0, type, bytes.data(), size);
+}
+
 }  // namespace
 
 bool RegistryKeyExists(const std::wstring& key) {
@@ -51,8 +59,7 @@ void RegistryFixture::Undo(const Change& change) const {
   const OpenKey key(change.key, KEY_SET_VALUE);
   const wchar_t* const name = change.valueName ? change.valueName->c_str() : nullptr;
   if (change.before) {
-    RegSetValueExW(key.Get(), name, 0, change.before->type, change.before->bytes.data(),
-                   static_cast<DWORD>(change.before->bytes.size()));
+    SetExactly(key.Get(), name, change.before->type, change.before->bytes);
   } else {
     RegDeleteValueW(key.Get(), name);
   }
@@ -89,9 +96,7 @@ void RegistryFixture::SetBytes(const std::wstring& key, const wchar_t* valueName
     before = Data{oldType, std::vector<unsigned char>(oldSize)};
     RegQueryValueExW(handle.Get(), valueName, nullptr, nullptr, before->bytes.data(), &oldSize);
   }
-  Check(RegSetValueExW(handle.Get(), valueName, 0, type, bytes.data(),
-                       static_cast<DWORD>(bytes.size())),
-        "RegSetValueExW");
+  Check(SetExactly(handle.Get(), valueName, type, bytes), "RegSetValueExW");
   std::optional<std::wstring> name;
   if (valueName != nullptr) name = valueName;
   changes.push_back({key, false, name, before});
