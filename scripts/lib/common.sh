@@ -16,6 +16,7 @@ winePackages=(wine wine64)
 # For the browser host's test and demonstration alone.
 browserPackages=(chromium chromium-driver nodejs)
 testPackages=(g++ clang clang-format clang-tidy lld pkgconf python3)
+coveragePackages=(gcovr)
 
 # Say <text>: a headline between the tools' outputs.
 Say() {
