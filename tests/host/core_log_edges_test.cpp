@@ -2,9 +2,10 @@
 // there is no memory.
 #include <gtest/gtest.h>
 #include <io.h>
-#include <malloc.h>
 #include <stdio.h>
 
+#include <cstdarg>
+#include <cstddef>
 #include <string>
 
 #include "tests/support/dll_host.h"
@@ -16,6 +17,10 @@ namespace {
 
 constexpr char kPrefix[] = "BaseApp::SetParameter: Setting parameter key to ";
 constexpr std::size_t kPrefixLength = 48;
+
+// The headers' own declarations carry attributes, which a template does not take.
+using MallocHook = ImportHook<"malloc", void*(std::size_t)>;
+using MeasureHook = ImportHook<"_vscwprintf", int(const wchar_t*, va_list)>;
 
 class CoreLogEdges : public testing::Test {
  protected:
@@ -67,7 +72,7 @@ TEST_F(CoreLogEdges, ReplacesSurrogatesWithoutAPartner) {
 // A line is cut where it would not fit the memory that is there without asking: 512 characters.
 TEST_F(CoreLogEdges, WritesTheBeginningOfALineForWhichThereIsNoMemory) {
   constexpr std::size_t kLineBytes = (kPrefixLength + 600 + 2) * sizeof(wchar_t);
-  IMPORT_HOOK(malloc) allocations(host.Module());
+  MallocHook allocations(host.Module());
   allocations.SetReplacement([&](std::size_t size) {
     return size == kLineBytes ? nullptr : allocations.CallOriginal(size);
   });
@@ -77,7 +82,7 @@ TEST_F(CoreLogEdges, WritesTheBeginningOfALineForWhichThereIsNoMemory) {
 // There is room for 1537 bytes without asking. A letter is taken when four more bytes fit.
 TEST_F(CoreLogEdges, WritesAsManyLettersAsFitWithoutMemoryForTheirBytes) {
   constexpr std::size_t kEncodedBytes = (kPrefixLength + 600 + 1) * 3 + 1;
-  IMPORT_HOOK(malloc) allocations(host.Module());
+  MallocHook allocations(host.Module());
   allocations.SetReplacement([&](std::size_t size) {
     return size == kEncodedBytes ? nullptr : allocations.CallOriginal(size);
   });
@@ -87,7 +92,7 @@ TEST_F(CoreLogEdges, WritesAsManyLettersAsFitWithoutMemoryForTheirBytes) {
 }
 
 TEST_F(CoreLogEdges, WritesNothingOfALineThatCannotBeMeasured) {
-  IMPORT_HOOK(_vscwprintf) measures(host.Module());
+  MeasureHook measures(host.Module());
   measures.FailAlways(-1);
   const StreamCapture errors;
   host->SetParameter(L"TAVR-GAME", L"key", std::wstring(600, L'x').c_str());

@@ -8,7 +8,7 @@ import subprocess
 # A program may take this many times as long as it did with the unchanged library.
 SLOWER = 4
 LEAST_SECONDS = 20
-TEST_TIME = re.compile(r"^\[       OK \] ([^\s,]+).* \((\d+) ms\)$", re.MULTILINE)
+TEST_TIME = re.compile(r"\[       OK \] ([^\s,]+).* \((\d+) ms\)$", re.MULTILINE)
 TEST_MACRO = re.compile(r"^(?:TEST|TEST_F|TEST_P)\((\w+),\s*(\w+)\)", re.MULTILINE)
 
 # Which tests know a folder, by the beginnings of their files' names.
