@@ -4,7 +4,6 @@
 #include <io.h>
 #include <stdio.h>
 
-#include <cstdarg>
 #include <cstddef>
 #include <string>
 
@@ -18,9 +17,9 @@ namespace {
 constexpr char kPrefix[] = "BaseApp::SetParameter: Setting parameter key to ";
 constexpr std::size_t kPrefixLength = 48;
 
-// The headers' own declarations carry attributes, which a template does not take.
+// The headers' own declarations carry attributes, which a template does not take; nor does va_list.
 using MallocHook = ImportHook<"malloc", void*(std::size_t)>;
-using MeasureHook = ImportHook<"_vscwprintf", int(const wchar_t*, va_list)>;
+using MeasureHook = ImportHook<"_vscwprintf", int(const wchar_t*, char*)>;
 
 class CoreLogEdges : public testing::Test {
  protected:
