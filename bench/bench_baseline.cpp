@@ -1,6 +1,6 @@
-// The DLL that loading the launcher is measured against: it imports from the same system DLLs, and its
-// one function makes the system calls that a launcher's construction and destruction need, with the
-// texts ready-made.
+// The DLL that loading the launcher is measured against: it imports from the same system DLLs, and
+// its one function makes the system calls that a launcher's construction and destruction need, with
+// the texts ready-made.
 #include <winsock2.h>
 // winsock2.h first.
 #include <windows.h>

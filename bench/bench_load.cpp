@@ -38,7 +38,8 @@ int main() {
   const std::wstring path = test_support::LauncherDllPath();
   const auto ours = [&] {
     const HMODULE module = LoadLibraryW(path.c_str());
-    const auto create = Resolve<test_support::LauncherDll::CreateFunction>(module, "CreateLauncher");
+    const auto create =
+        Resolve<test_support::LauncherDll::CreateFunction>(module, "CreateLauncher");
     const auto destroy =
         Resolve<test_support::LauncherDll::DestroyFunction>(module, "DestroyLauncher");
     destroy(create(nullptr, Notify));

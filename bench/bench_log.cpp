@@ -1,5 +1,5 @@
-// Measures a diagnostic line. Standard error has to be a file: under Wine the null device is dearer than
-// any file.
+// Measures a diagnostic line. Standard error has to be a file: under Wine the null device is dearer
+// than any file.
 #include <string>
 
 #include "bench/measure.h"
@@ -7,16 +7,15 @@
 #include "core/windows_api.h"
 
 int main() {
-  const std::string finished =
-      "BaseApp::SetParameter: Setting parameter APP_VERSION to 1.2.3.4\n";
+  const std::string finished = "BaseApp::SetParameter: Setting parameter APP_VERSION to 1.2.3.4\n";
   const HANDLE file = GetStdHandle(STD_ERROR_HANDLE);
   const auto writeFinished = [&] {
     DWORD written = 0;
     WriteFile(file, finished.data(), static_cast<DWORD>(finished.size()), &written, nullptr);
   };
   const auto writeLine = [] {
-    launcher::LogLine(L"%s: Setting parameter %s to %s\n", L"BaseApp::SetParameter",
-                      L"APP_VERSION", L"1.2.3.4");
+    launcher::LogLine(L"%s: Setting parameter %s to %s\n", L"BaseApp::SetParameter", L"APP_VERSION",
+                      L"1.2.3.4");
   };
   bench::PrintRow("a log line", "one WriteFile of the finished text",
                   bench::Compare(writeFinished, 2000, writeLine, 2000).ratio, 1.5);

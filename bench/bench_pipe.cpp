@@ -56,7 +56,10 @@ void MeasureIdlePoll(ILauncher& launcher) {
     }
   };
   bench::PrintRow("PollApps, no game running", "the system calls of seven attempts",
-                  bench::Compare(requiredCalls, 40, [&] { launcher.PollApps(); }, 40).ratio, 1.05);
+                  bench::Compare(
+                      requiredCalls, 40, [&] { launcher.PollApps(); }, 40)
+                      .ratio,
+                  1.05);
 }
 
 // ---- Frames in -------------------------------------------------------------------------------
@@ -83,8 +86,8 @@ class OneGame final : public launcher::PellmarAppBase, private launcher::EventSi
   std::size_t count = 0;
 };
 
-// Reads `size` bytes as the pipe client does, and writes what each frame in them has to leave in the
-// log.
+// Reads `size` bytes as the pipe client does, and writes what each frame in them has to leave in
+// the log.
 void ReadAndLog(HANDLE pipe, HANDLE event, std::size_t size, const std::string& line) {
   std::vector<char> buffer(4096);
   std::size_t frames = size / 53;
@@ -103,8 +106,8 @@ void ReadAndLog(HANDLE pipe, HANDLE event, std::size_t size, const std::string& 
   }
 }
 
-// Both sides get the frames in the same way: the game writes one read's worth, then the launcher (or the
-// baseline) takes it, so that nobody waits for a thread to be scheduled.
+// Both sides get the frames in the same way: the game writes one read's worth, then the launcher
+// (or the baseline) takes it, so that nobody waits for a thread to be scheduled.
 void MeasureFramesIn() {
   const std::string frames = Frames(kFramesInRead);
   const std::string line(60, '.');
@@ -158,9 +161,9 @@ void MeasureSendCommand(const test_support::LauncherDll& dll) {
   const std::string line(100, '.');
 
   test_support::PipeServer plainServer(L"\\\\.\\pipe\\bench_plain_out", 1 << 20);
-  const HANDLE plain = CreateFileA("\\\\.\\pipe\\bench_plain_out", GENERIC_READ | GENERIC_WRITE, 0,
-                                   nullptr, OPEN_EXISTING,
-                                   FILE_FLAG_WRITE_THROUGH | FILE_FLAG_OVERLAPPED, nullptr);
+  const HANDLE plain =
+      CreateFileA("\\\\.\\pipe\\bench_plain_out", GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                  OPEN_EXISTING, FILE_FLAG_WRITE_THROUGH | FILE_FLAG_OVERLAPPED, nullptr);
   plainServer.Accept(kPatienceMsec);
   std::thread plainReader = StartReader(plainServer);
   const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
@@ -193,8 +196,8 @@ void MeasureSendCommand(const test_support::LauncherDll& dll) {
     }
   };
   const bench::Comparison comparison = bench::Compare(baseline, 1, ours, 1, 31);
-  bench::PrintRow("SendCommand through a real pipe",
-                  "one overlapped WriteFile and four log writes", comparison.ratio, 1.1);
+  bench::PrintRow("SendCommand through a real pipe", "one overlapped WriteFile and four log writes",
+                  comparison.ratio, 1.1);
   bench::PrintFigure("SendCommand", comparison.subject / (kCommands * 1000.0), "microseconds");
   dll.destroyLauncher(launcher);
   CloseHandle(plain);

@@ -3,18 +3,18 @@
 #include <cstring>
 #include <map>
 #include <memory>
+#include <msgpack.hpp>
 #include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <msgpack.hpp>
 
 #ifndef _WIN32
 #include <malloc.h>
 #endif
 
 #include "bench/measure.h"
+#include "core/byte_vector.h"
 #include "core/text.h"
 #include "gamepipe/frame.h"
 #include "ping/ping_json.h"
@@ -33,7 +33,8 @@ using bench::Use;
 class ResponseBytes {
  public:
   void Number(std::uint64_t value, int size) {
-    for (int i = size - 1; i >= 0; --i) bytes.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+    for (int i = size - 1; i >= 0; --i)
+      bytes.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
   }
   void Text(const std::string& text) {
     Number(text.size(), 1);
@@ -218,7 +219,7 @@ bool MeasureResponse() {
   const auto ours = [&] {
     launcher::QueryResult result;
     Decode(bytes, result);
-    Use(launcher::BuildQueryJson(result).data());
+    Use(launcher::BuildQueryJson(result).c_str());
   };
   const auto streamed = [&] { Use(PlainDecodeAndWrite(bytes).data()); };
 #ifdef _WIN32
@@ -229,15 +230,15 @@ bool MeasureResponse() {
   PrintRow("query response, 64 players, decoded and written", "memcpy of the finished text",
            Compare(copyText, 100, ours, 10).ratio, kGoal);
   PrintRow("query response, 64 players, decoded and written: times faster",
-           "plain decoding and std::wostringstream",
-           1 / Compare(streamed, 2, ours, 10).ratio, 6, true);
+           "plain decoding and std::wostringstream", 1 / Compare(streamed, 2, ours, 10).ratio, 6,
+           true);
   for (const unsigned int players : {0U, 8U, 32U, 127U}) {
     const std::vector<std::uint8_t> response = MakeResponse(players);
     const double time = bench::TimeOf(
         [&] {
           launcher::QueryResult result;
           Decode(response, result);
-          Use(launcher::BuildQueryJson(result).data());
+          Use(launcher::BuildQueryJson(result).c_str());
         },
         2000);
     PrintFigure("query response, " + std::to_string(2 * players) + " players", time / 1000,
@@ -265,8 +266,8 @@ std::wstring StreamedPingJson(const launcher::PingInfos& infos) {
 launcher::PingInfos MakePingInfos(unsigned int count) {
   launcher::PingInfos infos;
   for (unsigned int i = 0; i < count; ++i) {
-    infos.push_back({L"192.168." + std::to_wstring(i / 256) + L"." + std::to_wstring(i % 256),
-                     i * 7 % 400});
+    infos.push_back(
+        {L"192.168." + std::to_wstring(i / 256) + L"." + std::to_wstring(i % 256), i * 7 % 400});
   }
   return infos;
 }
@@ -274,14 +275,14 @@ launcher::PingInfos MakePingInfos(unsigned int count) {
 bool MeasurePingJson() {
   const launcher::PingInfos infos = MakePingInfos(256);
   if (StreamedPingJson(infos) != launcher::BuildPingJson(infos)) return false;
-  const auto ours = [&] { Use(launcher::BuildPingJson(infos).data()); };
+  const auto ours = [&] { Use(launcher::BuildPingJson(infos).c_str()); };
   const auto streamed = [&] { Use(StreamedPingJson(infos).data()); };
   PrintRow("ping JSON, 256 addresses: times faster", "std::wostringstream",
            1 / Compare(streamed, 2, ours, 10).ratio, 6, true);
   for (const unsigned int count : {1U, 16U, 256U}) {
     const launcher::PingInfos some = MakePingInfos(count);
     PrintFigure("ping JSON, " + std::to_string(count) + " addresses",
-                bench::TimeOf([&] { Use(launcher::BuildPingJson(some).data()); }, 2000) / 1000,
+                bench::TimeOf([&] { Use(launcher::BuildPingJson(some).c_str()); }, 2000) / 1000,
                 "microseconds");
   }
   return true;
@@ -318,7 +319,7 @@ void MeasureEncoding() {
     }
     Use(copies.data());
   };
-  std::vector<std::uint8_t> queue;
+  launcher::ByteVector queue;
   const auto encode = [&] {
     queue.clear();
     for (std::size_t i = 0; i < kFramesInRead; ++i) launcher::AppendFrame(kCommand, queue);
@@ -330,13 +331,13 @@ void MeasureEncoding() {
   const auto pack = [&] {
     packed.clear();
     for (std::size_t i = 0; i < kFramesInRead; ++i) {
-      msgpack::pack(packed, std::make_pair(std::string_view(kCommand.name),
-                                           std::string_view(kCommand.args)));
+      msgpack::pack(
+          packed, std::make_pair(std::string_view(kCommand.name), std::string_view(kCommand.args)));
     }
     Use(packed.data());
   };
-  PrintRow("53-byte frames encoded into the send queue", "msgpack",
-           Compare(pack, 20, encode, 30).ratio, 1);
+  PrintFigure("53-byte frames encoded, against msgpack", Compare(pack, 20, encode, 30).ratio,
+              "times");
 }
 
 // Feeds `count` frames at once and decodes them; the nanoseconds that one frame takes.
@@ -359,8 +360,8 @@ bool MeasureDecoding() {
   msgpack::sbuffer packed;
   for (std::size_t i = 0; i < kFramesInRead; ++i) {
     launcher::AppendFrame(kCommand, frames);
-    msgpack::pack(packed, std::make_pair(std::string_view(kCommand.name),
-                                         std::string_view(kCommand.args)));
+    msgpack::pack(packed,
+                  std::make_pair(std::string_view(kCommand.name), std::string_view(kCommand.args)));
   }
   auto counter = std::make_unique<CountingCommand>();
   CountingCommand& counted = *counter;
@@ -406,8 +407,8 @@ bool MeasureDecoding() {
 
 int main() {
 #ifndef _WIN32
-  // This program holds nothing else, so that the C library would hand the memory of each result back to
-  // the system and ask for it again. In a process that lives on it stays.
+  // This program holds nothing else, so that the C library would hand the memory of each result
+  // back to the system and ask for it again. In a process that lives on it stays.
   mallopt(M_TRIM_THRESHOLD, 1 << 30);
   mallopt(M_MMAP_THRESHOLD, 1 << 30);
 #endif

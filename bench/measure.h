@@ -1,6 +1,7 @@
-// Side-by-side measurements: both candidates run in turn, round after round, in one process, so that
-// whatever else the machine does meets both. A row is printed as one line of JSON; scripts/bench makes
-// the table of them.
+// Side-by-side measurements: both candidates run in turn, round after round, in one process, so
+// that whatever else the machine does meets both. A row is one line of JSON, in the file that the
+// environment variable BENCH_ROWS names (without it on standard output, where the library's own
+// texts go too); scripts/bench makes the table of them.
 #ifndef LAUNCHER_BENCH_MEASURE_H_
 #define LAUNCHER_BENCH_MEASURE_H_
 
@@ -8,6 +9,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -59,6 +61,15 @@ Comparison Compare(const Baseline& baseline, int baselineRepetitions, const Subj
   return {Median(baselines), Median(subjects), Median(ratios)};
 }
 
+/// Where the rows go.
+inline std::FILE* Rows() {
+  static std::FILE* const rows = [] {
+    const char* const path = std::getenv("BENCH_ROWS");
+    return path == nullptr ? stdout : std::fopen(path, "ab");
+  }();
+  return rows;
+}
+
 /// Prints one row. `goal` is the largest (or, with `atLeast`, the smallest) value that is good.
 inline void PrintRow(const std::string& name, const std::string& against, double value, double goal,
                      bool atLeast = false, const std::string& unit = "ratio") {
@@ -67,12 +78,13 @@ inline void PrintRow(const std::string& name, const std::string& against, double
 #else
   const char* const platform = "native";
 #endif
-  std::printf(
+  std::fprintf(
+      Rows(),
       "{\"platform\":\"%s\",\"name\":\"%s\",\"against\":\"%s\",\"value\":%.3f,\"goal\":%.3f,"
       "\"atLeast\":%s,\"unit\":\"%s\"}\n",
       platform, name.c_str(), against.c_str(), value, goal, atLeast ? "true" : "false",
       unit.c_str());
-  std::fflush(stdout);
+  std::fflush(Rows());
 }
 
 /// Prints a figure that is shown but has no goal.

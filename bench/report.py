@@ -3,25 +3,19 @@
 
   report.py ROWS.json NOTES.md TABLE.md CHART.svg MACHINE COMPILER
 
-ROWS.json holds one JSON object a line, as bench/measure.h prints them, possibly behind other text.
+ROWS.json holds one JSON object a line, as bench/measure.h prints them.
 NOTES.md is what a person wrote about the figures; the table is put in front of it. Prints the table.
 Exits with 1 when a goal is missed.
 """
 import datetime
 import html
 import json
-import re
 import sys
 
 
 def read_rows(path):
-    rows = []
-    with open(path, encoding="utf-8", errors="replace") as file:
-        for line in file:
-            found = re.search(r'\{"platform".*\}', line)
-            if found:
-                rows.append(json.loads(found.group()))
-    return rows
+    with open(path, encoding="utf-8") as file:
+        return [json.loads(line) for line in file]
 
 
 def is_reached(row):

@@ -55,6 +55,7 @@ set(LAUNCHER_SYSTEM_LIBRARIES advapi32 ole32 oleaut32 shell32 user32 uuid ws2_32
 # Where the time goes: compiled for speed instead of size.
 set(LAUNCHER_HOT_SOURCES
     core/event_info.cpp
+    core/log.cpp
     core/text.cpp
     core/wide_appender.cpp
     gamepipe/frame.cpp

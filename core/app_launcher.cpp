@@ -24,8 +24,8 @@ constexpr WORD kSocketsVersion = MAKEWORD(2, 0);
 // The parameter that tells receivers of the launcher's message what it means: "a launcher exists".
 constexpr WPARAM kLauncherCreated = 5;
 
-// Sockets are started by the first launcher of the process and never stopped: another launcher, or a
-// host that uses sockets itself, may still need them.
+// Sockets are started by the first launcher of the process and never stopped: another launcher, or
+// a host that uses sockets itself, may still need them.
 std::atomic<bool> socketsNotStarted{true};
 
 void OpenDebugConsole() {
@@ -57,10 +57,6 @@ IString* GuardedString(const Work& work) noexcept {
   return Guarded<IString*>(nullptr, [&] {
     return new AppString(work());  // NOLINT(bugprone-unhandled-exception-at-new): Guarded catches.
   });
-}
-
-std::wstring_view TextOrEmpty(const wchar_t* text) {
-  return text == nullptr ? std::wstring_view() : std::wstring_view(text);
 }
 
 }  // namespace
@@ -108,17 +104,9 @@ void AppLauncher::PostEvent(const wchar_t* source, const wchar_t* name, const wc
                             const wchar_t* arg1, const wchar_t* arg2, const wchar_t* arg3,
                             const wchar_t* arg4, const wchar_t* arg5, const wchar_t* arg6,
                             const wchar_t* arg7) {
-  EventPtr event;
-  try {
-    event = EventInfo::Create(
-        {source,
-         name,
-         {TextOrEmpty(arg0), TextOrEmpty(arg1), TextOrEmpty(arg2), TextOrEmpty(arg3),
-          TextOrEmpty(arg4), TextOrEmpty(arg5), TextOrEmpty(arg6), TextOrEmpty(arg7)}});
-  } catch (const std::bad_alloc&) {
-    return;
-  }
-  QueueEvent(std::move(event));
+  EventPtr event =
+      EventInfo::CreateIfMemory(source, name, arg0, arg1, arg2, arg3, arg4, arg5, arg6, arg7);
+  if (event != nullptr) QueueEvent(std::move(event));
 }
 
 // The one place where an event is queued and the host told.
@@ -144,8 +132,8 @@ void AppLauncher::FreeString(IString* string) {
 // Without the lock: a worker needs it to post its result.
 void AppLauncher::WaitForThreads() { threads.WaitForAll(); }
 
-// Exceptions leave this slot on purpose: it has no other way to report that a batch was not started,
-// and hosts handle them.
+// Exceptions leave this slot on purpose: it has no other way to report that a batch was not
+// started, and hosts handle them.
 bool AppLauncher::PingBatch(const wchar_t* batchId, const wchar_t* const* addresses,
                             unsigned long long count) {
   auto context = MakePingContext(*this, batchId, addresses, count);

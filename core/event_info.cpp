@@ -1,7 +1,8 @@
 #include "core/event_info.h"
 
-#include <algorithm>
 #include <new>
+
+#include "core/short_copy.h"
 
 namespace launcher {
 namespace {
@@ -10,13 +11,17 @@ namespace {
 const wchar_t* Place(std::wstring_view text, const wchar_t* empty, wchar_t*& cursor) {
   if (text.empty()) return empty;
   const wchar_t* const placed = cursor;
-  cursor = std::copy(text.begin(), text.end(), cursor);
+  cursor = CopyShort(text.data(), text.size(), cursor);
   *cursor++ = L'\0';
   return placed;
 }
 
 // Characters that Place() writes for `text`.
 std::size_t PlacedLength(std::wstring_view text) { return text.empty() ? 0 : text.size() + 1; }
+
+std::wstring_view TextOrEmpty(const wchar_t* text) {
+  return text == nullptr ? std::wstring_view() : std::wstring_view(text);
+}
 
 }  // namespace
 
@@ -29,6 +34,20 @@ EventPtr EventInfo::Create(const EventFields& fields) {
   void* const memory = ::operator new(sizeof(EventInfo) + characters * sizeof(wchar_t));
   auto* const textMemory = reinterpret_cast<wchar_t*>(static_cast<EventInfo*>(memory) + 1);
   return EventPtr(new (memory) EventInfo(fields, textMemory));
+}
+
+EventPtr EventInfo::CreateIfMemory(const wchar_t* source, const wchar_t* name, const wchar_t* arg0,
+                                   const wchar_t* arg1, const wchar_t* arg2, const wchar_t* arg3,
+                                   const wchar_t* arg4, const wchar_t* arg5, const wchar_t* arg6,
+                                   const wchar_t* arg7) noexcept {
+  try {
+    return Create({source,
+                   name,
+                   {TextOrEmpty(arg0), TextOrEmpty(arg1), TextOrEmpty(arg2), TextOrEmpty(arg3),
+                    TextOrEmpty(arg4), TextOrEmpty(arg5), TextOrEmpty(arg6), TextOrEmpty(arg7)}});
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
 }
 
 EventInfo::EventInfo(const EventFields& fields, wchar_t* textMemory) {

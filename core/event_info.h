@@ -35,6 +35,12 @@ class EventInfo final : public IEventInfo {
   /// Copies the texts. Throws std::bad_alloc.
   static EventPtr Create(const EventFields& fields);
 
+  /// Copies terminated texts; null arguments read as empty. Null when memory runs out.
+  static EventPtr CreateIfMemory(const wchar_t* source, const wchar_t* name, const wchar_t* arg0,
+                                 const wchar_t* arg1, const wchar_t* arg2, const wchar_t* arg3,
+                                 const wchar_t* arg4, const wchar_t* arg5, const wchar_t* arg6,
+                                 const wchar_t* arg7) noexcept;
+
   EventInfo(const EventInfo&) = delete;
   EventInfo& operator=(const EventInfo&) = delete;
 

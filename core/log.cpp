@@ -7,8 +7,18 @@
 #include <cstddef>
 #include <cstdlib>
 #include <memory>
+#include <string>
 
+#include "core/short_copy.h"
 #include "core/windows_api.h"
+
+// The library is compiled with variables that are zero from the start, which is as much work for
+// the buffers of a line as formatting it.
+#if defined(__GNUC__) && !defined(__clang__)
+#define LAUNCHER_UNFILLED [[gnu::uninitialized]]
+#else
+#define LAUNCHER_UNFILLED
+#endif
 
 namespace launcher {
 namespace {
@@ -43,9 +53,9 @@ class ScratchMemory {
   std::size_t capacity;
 };
 
-// The handle behind a stream of the runtime, so that redirections made through the runtime and those
-// made when the process was started are both followed. A process without such a stream (a browser)
-// may still have been given a standard handle later, by AllocConsole for example.
+// The handle behind a stream of the runtime, so that redirections made through the runtime and
+// those made when the process was started are both followed. A process without such a stream (a
+// browser) may still have been given a standard handle later, by AllocConsole for example.
 HANDLE StreamHandle(FILE* stream, DWORD standardHandle) {
   const int descriptor = _fileno(stream);
   if (descriptor >= 0) {
@@ -61,6 +71,29 @@ void WriteBytes(FILE* stream, DWORD standardHandle, const char* bytes, std::size
             nullptr);
 }
 
+// Formats a line whose conversions are all "%s", which nearly all lines are, in a fraction of the
+// time that the run-time's formatter takes. Returns the length of the text, or -1 for every other
+// line, for one that does not fit and for one with a null text: those are the run-time's.
+template <typename T>
+int FormatTexts(T* out, std::size_t capacity, const T* format, va_list arguments) {
+  T* const begin = out;
+  const auto append = [&](const T* text, std::size_t length) {
+    if (length > capacity - static_cast<std::size_t>(out - begin)) return false;
+    out = CopyShort(text, length, out);
+    return true;
+  };
+  for (;;) {
+    const T* const literal = format;
+    while (*format != '%' && *format != '\0') ++format;
+    if (!append(literal, static_cast<std::size_t>(format - literal))) return -1;
+    if (*format == '\0') return static_cast<int>(out - begin);
+    if (format[1] != 's') return -1;
+    format += 2;
+    const T* const text = va_arg(arguments, const T*);
+    if (text == nullptr || !append(text, std::char_traits<T>::length(text))) return -1;
+  }
+}
+
 // A formatter that returns the length of the text, or -1 when it did not fit into the buffer.
 template <typename T>
 using Formatter = int (*)(T*, std::size_t, const T*, va_list);
@@ -72,10 +105,14 @@ using Measurer = int (*)(const T*, va_list);
 template <typename T, typename Sink>
 void Format(Formatter<T> format, Measurer<T> measure, const T* text, va_list arguments,
             const Sink& sink) {
-  T stackText[kStackCharacters];
+  LAUNCHER_UNFILLED T stackText[kStackCharacters];
   va_list retry;
   va_copy(retry, arguments);
-  int length = format(stackText, kStackCharacters, text, arguments);
+  va_list texts;
+  va_copy(texts, arguments);
+  int length = FormatTexts(stackText, kStackCharacters, text, texts);
+  va_end(texts);
+  if (length < 0) length = format(stackText, kStackCharacters, text, arguments);
   if (length >= 0) {
     sink(stackText, static_cast<std::size_t>(length));
   } else {
@@ -98,10 +135,27 @@ void Format(Formatter<T> format, Measurer<T> measure, const T* text, va_list arg
   va_end(retry);
 }
 
+constexpr std::size_t kBlock = 8;
+
+// Encodes the next characters of a text if all of them are ASCII.
+bool EncodeAsciiBlock(const wchar_t* text, char* out) {
+  unsigned int all = 0;
+  for (std::size_t i = 0; i < kBlock; ++i) all |= text[i];
+  if (all >= 0x80) return false;
+  for (std::size_t i = 0; i < kBlock; ++i) out[i] = static_cast<char>(text[i]);
+  return true;
+}
+
 std::size_t EncodeUtf8(const wchar_t* text, std::size_t length, char* out, std::size_t capacity) {
   char* const begin = out;
   const char* const end = out + capacity;
   for (std::size_t i = 0; i < length && end - out >= 4; ++i) {
+    // The last character of a block needs room for four bytes like any other.
+    while (length - i > kBlock && end - out >= static_cast<std::ptrdiff_t>(kBlock + 4) &&
+           EncodeAsciiBlock(text + i, out)) {
+      i += kBlock;
+      out += kBlock;
+    }
     unsigned int codePoint = text[i];
     if (codePoint < 0x80) {
       *out++ = static_cast<char>(codePoint);
@@ -113,8 +167,8 @@ std::size_t EncodeUtf8(const wchar_t* text, std::size_t length, char* out, std::
       continue;
     }
     if (codePoint >= 0xD800 && codePoint < 0xE000) {
-      const bool paired = codePoint < 0xDC00 && i + 1 < length && text[i + 1] >= 0xDC00 &&
-                          text[i + 1] < 0xE000;
+      const bool paired =
+          codePoint < 0xDC00 && i + 1 < length && text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000;
       if (paired) {
         codePoint = 0x10000 + ((codePoint - 0xD800) << 10) + (text[++i] - 0xDC00U);
         *out++ = static_cast<char>(0xF0 | (codePoint >> 18));
@@ -151,15 +205,15 @@ void LogLine(const char* format, ...) noexcept {
 void LogLine(const wchar_t* format, ...) noexcept {
   va_list arguments;
   va_start(arguments, format);
-  Format<wchar_t>(_vsnwprintf, _vscwprintf, format, arguments,
-                  [](const wchar_t* text, std::size_t length) {
-                    // One byte more than the text needs: the encoder wants room for the longest
-                    // sequence before it takes a unit.
-                    ScratchMemory<char, kStackCharacters * kMaxBytesPerUnit + 1> bytes(
-                        length * kMaxBytesPerUnit + 1);
-                    const std::size_t size = EncodeUtf8(text, length, bytes.data(), bytes.size());
-                    WriteBytes(stderr, STD_ERROR_HANDLE, bytes.data(), size);
-                  });
+  Format<wchar_t>(
+      _vsnwprintf, _vscwprintf, format, arguments, [](const wchar_t* text, std::size_t length) {
+        // One byte more than the text needs: the encoder wants room for the longest
+        // sequence before it takes a unit.
+        LAUNCHER_UNFILLED ScratchMemory<char, kStackCharacters * kMaxBytesPerUnit + 1> bytes(
+            length * kMaxBytesPerUnit + 1);
+        const std::size_t size = EncodeUtf8(text, length, bytes.data(), bytes.size());
+        WriteBytes(stderr, STD_ERROR_HANDLE, bytes.data(), size);
+      });
   va_end(arguments);
 }
 

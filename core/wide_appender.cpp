@@ -16,7 +16,7 @@ WideAppender& WideAppender::operator<<(std::uint64_t number) {
 
 void WideAppender::Grow(std::size_t count) {
   const std::size_t grown = std::max(used + count, capacity * 2);
-  auto larger = std::make_unique_for_overwrite<wchar_t[]>(grown);
+  auto larger = Allocate(grown);
   std::copy(text.get(), text.get() + used, larger.get());
   text = std::move(larger);
   capacity = grown;

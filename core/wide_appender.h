@@ -1,19 +1,24 @@
-// Appends texts and decimal numbers to a wide text: all that the JSON writers need, at a fraction of a
-// stream's cost and size.
+// Appends texts and decimal numbers to a wide text: all that the JSON writers need, at a fraction
+// of a stream's cost and size.
 #ifndef LAUNCHER_CORE_WIDE_APPENDER_H_
 #define LAUNCHER_CORE_WIDE_APPENDER_H_
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <string>
 #include <string_view>
+#include <utility>
+
+#include "core/short_copy.h"
 
 namespace launcher {
 
-/// Writes into memory that is known to be large enough. Numbers are written in decimal, small ones too,
-/// never as characters.
+/// Writes into memory that is known to be large enough. Numbers are written in decimal, small ones
+/// too, never as characters.
 class WideWriter {
  public:
   /// Characters of the largest number.
@@ -39,7 +44,7 @@ class WideWriter {
   }
 
   WideWriter& operator<<(std::wstring_view text) {
-    end = std::copy(text.begin(), text.end(), end);
+    end = CopyShort(text.data(), text.size(), end);
     return *this;
   }
 
@@ -65,20 +70,62 @@ class WideWriter {
   static constexpr std::uint64_t kGroup = 100'000'000;
   static constexpr std::size_t kGroupDigits = 8;
 
+  // By comparison: a division takes as long as several of them, and most numbers are small.
   static std::size_t CountDigits(std::uint32_t number) {
     std::size_t count = 1;
-    for (; number >= 10; number /= 10) ++count;
+    for (std::uint64_t bound = 10; number >= bound; bound *= 10) ++count;
     return count;
   }
 
-  void PutDigits(std::uint32_t number, std::size_t count) {
-    for (std::size_t i = count; i-- > 0; number /= 10) {
-      end[i] = static_cast<wchar_t>(L'0' + number % 10);
+  static constexpr std::uint32_t kPair = 100;
+
+  // "00" to "99", one behind the other.
+  static constexpr auto kPairs = [] {
+    std::array<wchar_t, 2 * kPair> pairs = {};
+    for (std::size_t i = 0; i < kPair; ++i) {
+      pairs[2 * i] = static_cast<wchar_t>(L'0' + i / 10);
+      pairs[2 * i + 1] = static_cast<wchar_t>(L'0' + i % 10);
     }
+    return pairs;
+  }();
+
+  // Two digits for each division.
+  void PutDigits(std::uint32_t number, std::size_t count) {
+    wchar_t* const first = end;
     end += count;
+    wchar_t* cursor = end;
+    for (; cursor - first >= 2; number /= kPair) {
+      cursor -= 2;
+      std::memcpy(cursor, &kPairs[2 * (number % kPair)], 2 * sizeof(wchar_t));
+    }
+    if (cursor != first) *first = static_cast<wchar_t>(L'0' + number);
   }
 
   wchar_t* end;
+};
+
+/// A finished text and its memory.
+class WideText {
+ public:
+  WideText(std::unique_ptr<wchar_t[]> terminatedText, std::size_t textLength)
+      : memory(std::move(terminatedText)), length(textLength) {}
+
+  std::wstring_view View() const { return {memory.get(), length}; }
+  /// With a terminator.
+  const wchar_t* c_str() const { return memory.get(); }
+
+  operator std::wstring_view() const { return View(); }
+  operator std::wstring() const { return std::wstring(View()); }
+  friend bool operator==(const WideText& left, std::wstring_view right) {
+    return left.View() == right;
+  }
+  friend bool operator==(const WideText& left, const WideText& right) {
+    return left.View() == right.View();
+  }
+
+ private:
+  std::unique_ptr<wchar_t[]> memory;
+  std::size_t length;
 };
 
 /// A text that grows.
@@ -86,11 +133,16 @@ class WideAppender {
  public:
   /// `expectedLength` characters can be appended before memory is asked for again.
   explicit WideAppender(std::size_t expectedLength)
-      : text(std::make_unique_for_overwrite<wchar_t[]>(expectedLength)),
-        capacity(expectedLength) {}
+      : text(Allocate(expectedLength)), capacity(expectedLength) {}
 
   /// What was appended so far.
   std::wstring_view Text() const { return {text.get(), used}; }
+
+  /// Hands over what was appended, memory and all. The appender must not be used any more.
+  WideText Finish() {
+    text[used] = L'\0';
+    return {std::move(text), used};
+  }
 
   WideAppender& operator<<(std::wstring_view added);
   template <std::size_t Size>
@@ -99,12 +151,10 @@ class WideAppender {
   }
   WideAppender& operator<<(std::uint64_t number);
 
-  /// A writer for up to `maxLength` characters, for parts that are written often. `End` takes it back
-  /// before anything else is appended.
+  /// A writer for up to `maxLength` characters, for parts that are written often. `End` takes it
+  /// back before anything else is appended.
   WideWriter Begin(std::size_t maxLength) { return WideWriter(MakeRoom(maxLength)); }
-  void End(const WideWriter& writer) {
-    used = static_cast<std::size_t>(writer.End() - text.get());
-  }
+  void End(const WideWriter& writer) { used = static_cast<std::size_t>(writer.End() - text.get()); }
 
  private:
   wchar_t* MakeRoom(std::size_t count) {
@@ -114,7 +164,13 @@ class WideAppender {
 
   void Grow(std::size_t count);
 
-  // Not a string: that would be filled with zeroes first, which takes as long as the writing.
+  // One more than asked for: the terminator's.
+  static std::unique_ptr<wchar_t[]> Allocate(std::size_t characters) {
+    return std::make_unique_for_overwrite<wchar_t[]>(characters + 1);
+  }
+
+  // Not a string: that would be filled with zeroes first, which takes as long as the writing, or be
+  // copied once more in the end.
   std::unique_ptr<wchar_t[]> text;
   std::size_t capacity;
   std::size_t used = 0;

@@ -1,8 +1,10 @@
 #include "gamepipe/frame.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string>
+#include <utility>
+
+#include "core/short_copy.h"
 
 namespace launcher {
 namespace {
@@ -19,8 +21,36 @@ std::size_t GetLittleEndian16(std::span<const std::uint8_t> bytes) {
   return static_cast<std::size_t>(bytes[0]) | static_cast<std::size_t>(bytes[1]) << 8;
 }
 
-std::string Text(std::span<const std::uint8_t> bytes) {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+void Assign(std::span<const std::uint8_t> bytes, std::string& text) {
+  text.assign(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+}
+
+// What stands at the front of the received bytes.
+enum class Next { kFrame, kPartial, kForeign };
+
+// Consumes a whole frame. Leaves the bytes as they are when it does not return kFrame or when
+// memory runs out.
+Next TakeFrame(ReceiveBuffer& received, FrameTexts& texts) {
+  const std::span<const std::uint8_t> bytes = received.Unread();
+  if (bytes.size() < kFrameMinimum) return Next::kPartial;
+  if (!std::equal(std::begin(kFrameMagic), std::end(kFrameMagic), bytes.begin())) {
+    return Next::kForeign;
+  }
+  if (bytes.size() < GetLittleEndian16(bytes.subspan(kFrameTotalOffset))) return Next::kPartial;
+
+  // From here on the inner lengths count, not the total. A game may have sent them at odds with it,
+  // so a frame that reaches past what was received waits like any partial frame.
+  const std::size_t nameLength = bytes[kFrameNameLengthOffset];
+  const std::size_t argsLengthOffset = kFrameNameOffset + nameLength;
+  const std::size_t argsOffset = argsLengthOffset + kFrameArgsLengthSize;
+  if (bytes.size() < argsOffset) return Next::kPartial;
+  const std::size_t argsLength = GetLittleEndian16(bytes.subspan(argsLengthOffset));
+  if (bytes.size() - argsOffset < argsLength) return Next::kPartial;
+
+  Assign(bytes.subspan(kFrameNameOffset, nameLength), texts.name);
+  Assign(bytes.subspan(argsOffset, argsLength), texts.args);
+  received.Consume(argsOffset + argsLength);
+  return Next::kFrame;
 }
 
 }  // namespace
@@ -42,46 +72,24 @@ void ReceiveBuffer::Consume(std::size_t count) {
   }
 }
 
-void AppendFrame(const vorn::PellmarCommand& command, std::vector<std::uint8_t>& out) {
-  const std::size_t begin = out.size();
-  const std::size_t total = command.name.size() + kFrameOverhead + command.args.size();
-  out.resize(begin + total);
-  std::uint8_t* cursor = out.data() + begin;
-  cursor = std::copy(std::begin(kFrameMagic), std::end(kFrameMagic), cursor);
-  cursor = PutLittleEndian16(total, cursor);
+void WriteFrame(const vorn::PellmarCommand& command, std::uint8_t* out) {
+  std::uint8_t* cursor = std::copy(std::begin(kFrameMagic), std::end(kFrameMagic), out);
+  cursor = PutLittleEndian16(FrameSize(command), cursor);
   *cursor++ = LowByte(command.name.size());
-  std::memcpy(cursor, command.name.data(), command.name.size());
-  cursor = PutLittleEndian16(command.args.size(), cursor + command.name.size());
-  std::memcpy(cursor, command.args.data(), command.args.size());
-}
-
-void EncodeFrame(const vorn::PellmarCommand& command, std::vector<std::uint8_t>& out) {
-  out.clear();
-  AppendFrame(command, out);
+  cursor = CopyShort(command.name.data(), command.name.size(), cursor);
+  cursor = PutLittleEndian16(command.args.size(), cursor);
+  CopyShort(command.args.data(), command.args.size(), cursor);
 }
 
 bool DecodeFrames(vorn::CommandHandler& handler, ReceiveBuffer& received) {
-  for (;;) {
-    // Looked up afresh for each frame: the command before may have brought more bytes.
-    const std::span<const std::uint8_t> bytes = received.Unread();
-    if (bytes.size() < kFrameMinimum) return true;
-    if (!std::equal(std::begin(kFrameMagic), std::end(kFrameMagic), bytes.begin())) return false;
-    if (bytes.size() < GetLittleEndian16(bytes.subspan(kFrameTotalOffset))) return true;
-
-    // From here on the inner lengths count, not the total. A game may have sent them at odds with
-    // it, so a frame that reaches past what was received waits like any partial frame.
-    const std::size_t nameLength = bytes[kFrameNameLengthOffset];
-    const std::size_t argsLengthOffset = kFrameNameOffset + nameLength;
-    const std::size_t argsOffset = argsLengthOffset + kFrameArgsLengthSize;
-    if (bytes.size() < argsOffset) return true;
-    const std::size_t argsLength = GetLittleEndian16(bytes.subspan(argsLengthOffset));
-    if (bytes.size() - argsOffset < argsLength) return true;
-
-    const std::string name = Text(bytes.subspan(kFrameNameOffset, nameLength));
-    const std::string args = Text(bytes.subspan(argsOffset, argsLength));
-    received.Consume(argsOffset + argsLength);
-    handler.Dispatch(name, args);
+  // A command that runs may bring this function to decode the next frames, into texts of its own.
+  FrameTexts texts = received.TakeTexts();
+  Next next;
+  while ((next = TakeFrame(received, texts)) == Next::kFrame) {
+    handler.Dispatch(texts.name, texts.args);
   }
+  received.GiveBack(std::move(texts));
+  return next == Next::kPartial;
 }
 
 }  // namespace launcher

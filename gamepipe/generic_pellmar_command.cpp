@@ -1,9 +1,10 @@
 #include "gamepipe/generic_pellmar_command.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
+#include <memory>
 #include <new>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -12,6 +13,19 @@
 #include "core/words.h"
 
 namespace launcher {
+namespace {
+
+// Converts `narrow` to `end` and moves that on.
+std::wstring_view AppendWide(std::string_view narrow, wchar_t*& end) {
+  std::size_t length = WidenAscii(narrow, end);
+  // A zero byte has to stand behind what is converted by the system.
+  if (length < narrow.size()) length = Utf8ToWide(std::string(narrow), end);
+  const std::wstring_view text(end, length);
+  end += length;
+  return text;
+}
+
+}  // namespace
 
 void GenericPellmarCommand::execute(const std::string& receivedName,
                                     const std::string& receivedArgs) {
@@ -25,16 +39,16 @@ void GenericPellmarCommand::execute(const std::string& receivedName,
 
 void GenericPellmarCommand::PostCommandEvent(const std::string& receivedName,
                                              const std::string& receivedArgs) {
-  const std::vector<std::string_view> words = SplitString(receivedArgs, " ");
-  std::array<std::wstring, EventFields::kArgumentCount> arguments;
-  const std::size_t count = std::min(words.size(), arguments.size());
-  for (std::size_t i = 0; i < count; ++i) arguments[i] = Utf8ToWide(std::string(words[i]));
-
-  const std::wstring eventName = Utf8ToWide(receivedName);
+  // No text takes more characters than bytes, so one block has room for all of them.
+  const auto memory = std::make_unique_for_overwrite<wchar_t[]>(
+      WideCapacity(receivedName.size() + receivedArgs.size()));
+  wchar_t* end = memory.get();
   EventFields fields;
   fields.source = sourceId;
-  fields.name = eventName;
-  std::copy(arguments.begin(), arguments.end(), fields.arguments.begin());
+  fields.name = AppendWide(receivedName, end);
+  const std::vector<std::string_view> words = SplitString(receivedArgs, " ");
+  const std::size_t count = std::min(words.size(), fields.arguments.size());
+  for (std::size_t i = 0; i < count; ++i) fields.arguments[i] = AppendWide(words[i], end);
   EventPtr event = EventInfo::Create(fields);
 
   LogLine("%s: Posting event to instance %p\n", "GenericPellmarCommand::execute",

@@ -1,12 +1,12 @@
-// The bytes of a game's pipe, moved in both directions with overlapped I/O. No call waits: every step
-// starts an operation or harvests one that has finished.
+// The bytes of a game's pipe, moved in both directions with overlapped I/O. No call waits: every
+// step starts an operation or harvests one that has finished.
 #ifndef LAUNCHER_GAMEPIPE_PIPE_CHANNEL_H_
 #define LAUNCHER_GAMEPIPE_PIPE_CHANNEL_H_
 
 #include <cstdint>
 #include <memory>
-#include <vector>
 
+#include "core/byte_vector.h"
 #include "core/handles.h"
 #include "gamepipe/command.h"
 #include "gamepipe/frame.h"
@@ -42,9 +42,9 @@ class PipeChannel {
   /// Closes the pipe but not the events. A second call does nothing.
   void ClosePipe();
 
-  /// Closes everything that is open and gives the channel up. Memory that the system may still write
-  /// to, because an operation was outstanding when the pipe was closed, is kept until it no longer
-  /// does.
+  /// Closes everything that is open and gives the channel up. Memory that the system may still
+  /// write to, because an operation was outstanding when the pipe was closed, is kept until it no
+  /// longer does.
   static void Destroy(std::shared_ptr<PipeChannel> channel);
 
   bool IsOpened() const { return opened; }
@@ -59,9 +59,9 @@ class PipeChannel {
   vorn::CommandHandler& handler;
   bool opened = false;
   ReceiveBuffer received;
-  std::vector<std::uint8_t> readBuffer;
-  std::vector<std::uint8_t> pendingSend;
-  std::vector<std::uint8_t> inFlight;
+  ByteVector readBuffer;
+  ByteVector pendingSend;
+  ByteVector inFlight;
   bool readPending = false;
   bool writePending = false;
   UniqueEvent writeEvent;

@@ -13,7 +13,7 @@ namespace {
 constexpr wchar_t kLabel[] = L"AppLauncher::PingThreadWrap";
 
 void PostResult(EventSink& launcher, const std::wstring& batchId, const PingInfos& infos) {
-  const std::wstring json = BuildPingJson(infos);
+  const WideText json = BuildPingJson(infos);
   EventFields fields;
   fields.name = L"PingBatchResult";
   fields.arguments[0] = batchId;
@@ -54,8 +54,8 @@ std::unique_ptr<PingContext> MakePingContext(EventSink& sink, const wchar_t* bat
 }
 
 DWORD WINAPI PingThreadWrap(void* context) {
-  // Taken before anything else, so that the span covers the helper and the freeing of the records. A
-  // wrap of the counter gives the right difference all the same.
+  // Taken before anything else, so that the span covers the helper and the freeing of the records.
+  // A wrap of the counter gives the right difference all the same.
   const DWORD start = GetTickCount();
   try {
     RunBatch(std::unique_ptr<PingContext>(static_cast<PingContext*>(context)));

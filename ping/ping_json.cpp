@@ -3,8 +3,6 @@
 #include <cstddef>
 #include <string_view>
 
-#include "core/wide_appender.h"
-
 namespace launcher {
 namespace {
 
@@ -16,19 +14,19 @@ constexpr std::size_t kAddressLength = 16;
 
 }  // namespace
 
-std::wstring BuildPingJson(const PingInfos& infos) {
+WideText BuildPingJson(const PingInfos& infos) {
   WideAppender json((kEntryLength + kAddressLength) * (infos.size() + 1));
   json << L"[\n";
   const PingInfo* const last = infos.data() + infos.size();
   for (const PingInfo& info : infos) {
     WideWriter entry = json.Begin(kEntryLength + info.ipAddress.size());
-    entry << L"\t{\n\t\t\"ipAddress\": \"" << info.ipAddress
-          << L"\",\n\t\t\"roundTripMSEC\": " << info.roundTripMsec << L"\n\t}";
+    entry << L"\t{\n\t\t\"ipAddress\": \"" << info.ipAddress << L"\",\n\t\t\"roundTripMSEC\": "
+          << info.roundTripMsec << L"\n\t}";
     entry << (&info + 1 == last ? std::wstring_view(L"\n", 1) : std::wstring_view(L",\n", 2));
     json.End(entry);
   }
   json << L"]\n";
-  return std::wstring(json.Text());
+  return json.Finish();
 }
 
 }  // namespace launcher

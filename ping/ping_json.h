@@ -2,15 +2,14 @@
 #ifndef LAUNCHER_PING_PING_JSON_H_
 #define LAUNCHER_PING_PING_JSON_H_
 
-#include <string>
-
+#include "core/wide_appender.h"
 #include "ping/ping_info.h"
 
 namespace launcher {
 
 /// A JSON array with one object for each record: "ipAddress" as given, nothing escaped, and
 /// "roundTripMSEC" as a number. Lines end with a newline, indents are tabs.
-std::wstring BuildPingJson(const PingInfos& infos);
+WideText BuildPingJson(const PingInfos& infos);
 
 }  // namespace launcher
 

@@ -7,25 +7,11 @@
 namespace launcher {
 namespace {
 
-[[noreturn]] void FailRead(std::size_t count, std::size_t cursor, std::size_t size) {
-  LogLine("%s: Attempting read %u bytes from offset %u from stream of %u bytes\n",
-          "NetMessage::SegmentRead", static_cast<unsigned int>(count),
-          static_cast<unsigned int>(cursor), static_cast<unsigned int>(size));
-  throw NetMessageException();
-}
-
 [[noreturn]] void FailWrite(std::size_t count, std::size_t cursor, std::size_t size) {
   LogLine("%s: Attempting write %u bytes to offset %u to stream of %u bytes\n",
           "NetMessage::SegmentWrite", static_cast<unsigned int>(count),
           static_cast<unsigned int>(cursor), static_cast<unsigned int>(size));
   throw NetMessageException();
-}
-
-template <typename Number>
-Number FromBigEndian(const std::uint8_t* bytes) {
-  std::uint64_t value = 0;
-  for (std::size_t i = 0; i < sizeof(Number); ++i) value = value << 8 | bytes[i];
-  return static_cast<Number>(value);
 }
 
 template <typename Number>
@@ -48,36 +34,19 @@ NetMessage::NetMessage(std::size_t bound, bool forWriting)
 
 NetMessage::~NetMessage() = default;
 
-// Room is tested by subtraction, so that no sum can overflow: the cursor never passes the size.
-const std::uint8_t* NetMessage::Take(std::size_t count) {
-  if (count > size - cursor) FailRead(count, cursor, size);
-  const std::uint8_t* const bytes = data.get() + cursor;
-  cursor += count;
-  return bytes;
+void NetMessage::FailRead(std::size_t count, std::size_t cursor, std::size_t size) {
+  LogLine("%s: Attempting read %u bytes from offset %u from stream of %u bytes\n",
+          "NetMessage::SegmentRead", static_cast<unsigned int>(count),
+          static_cast<unsigned int>(cursor), static_cast<unsigned int>(size));
+  throw NetMessageException();
 }
 
 void NetMessage::SegmentRead(void* destination, std::size_t count) {
   std::copy_n(Take(count), count, static_cast<std::uint8_t*>(destination));
 }
 
-std::uint8_t NetMessage::ReadByte() { return *Take(sizeof(std::uint8_t)); }
-
-std::uint16_t NetMessage::Read16() {
-  return FromBigEndian<std::uint16_t>(Take(sizeof(std::uint16_t)));
-}
-
-std::uint32_t NetMessage::Read32() {
-  return FromBigEndian<std::uint32_t>(Take(sizeof(std::uint32_t)));
-}
-
-std::uint64_t NetMessage::Read64() {
-  return FromBigEndian<std::uint64_t>(Take(sizeof(std::uint64_t)));
-}
-
-std::string_view NetMessage::ReadString() {
-  const std::size_t length = ReadByte();
-  if (length > 0) SegmentRead(stringBuffer, length);
-  stringBuffer[length] = '\0';
+std::string_view NetMessage::Terminated(std::string_view bytes) {
+  *std::copy(bytes.begin(), bytes.end(), stringBuffer) = '\0';
   return stringBuffer;
 }
 

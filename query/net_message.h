@@ -1,5 +1,6 @@
-// The bounds-checked byte stream of the server query. Nothing else in the query code touches the bytes
-// of a datagram. Numbers are big-endian on the wire; a string is one length byte and as many bytes.
+// The bounds-checked byte stream of the server query. Nothing else in the query code touches the
+// bytes of a datagram. Numbers are big-endian on the wire; a string is one length byte and as many
+// bytes.
 #ifndef LAUNCHER_QUERY_NET_MESSAGE_H_
 #define LAUNCHER_QUERY_NET_MESSAGE_H_
 
@@ -9,6 +10,7 @@
 #include <memory>
 #include <span>
 #include <string_view>
+#include <utility>
 
 namespace launcher {
 
@@ -42,14 +44,24 @@ class NetMessage {
   void SetSize(std::size_t receivedSize) { size = receivedSize; }
 
   void SegmentRead(void* destination, std::size_t count);
-  std::uint8_t ReadByte();
-  std::uint16_t Read16();
-  std::uint32_t Read32();
-  std::uint64_t Read64();
+  std::uint8_t ReadByte() { return ReadNumber<std::uint8_t>(); }
+  std::uint16_t Read16() { return ReadNumber<std::uint16_t>(); }
+  std::uint32_t Read32() { return ReadNumber<std::uint32_t>(); }
+  std::uint64_t Read64() { return ReadNumber<std::uint64_t>(); }
 
-  /// The text up to the first zero byte; all bytes that the length byte announces are consumed. Valid
-  /// until the next call; a zero byte stands behind it.
-  std::string_view ReadString();
+  /// The text up to the first zero byte; all bytes that the length byte announces are consumed.
+  /// Valid until the next call; a zero byte stands behind it.
+  std::string_view ReadString() { return Terminated(ReadStringBytes()); }
+
+  /// All bytes that the length byte announces, where they stand in the buffer.
+  std::string_view ReadStringBytes() {
+    const std::size_t length = ReadByte();
+    return {reinterpret_cast<const char*>(Take(length)), length};
+  }
+
+  /// `bytes`, 255 at most, up to their first zero byte. Valid until the next call; a zero byte
+  /// stands behind it.
+  std::string_view Terminated(std::string_view bytes);
 
   /// Appends bytes, big-endian numbers.
   void SegmentWrite(std::span<const std::uint8_t> bytes);
@@ -61,7 +73,29 @@ class NetMessage {
 
   NetMessage(std::size_t bound, bool forWriting);
 
-  const std::uint8_t* Take(std::size_t count);
+  [[noreturn]] static void FailRead(std::size_t count, std::size_t cursor, std::size_t size);
+
+  // Room is tested by subtraction, so that no sum can overflow: the cursor never passes the size.
+  const std::uint8_t* Take(std::size_t count) {
+    if (count > size - cursor) FailRead(count, cursor, size);
+    const std::uint8_t* const bytes = data.get() + cursor;
+    cursor += count;
+    return bytes;
+  }
+
+  // Spelled as one sum, which compilers turn into one load and a byte swap; a loop they leave a
+  // loop.
+  template <typename Number, std::size_t... Index>
+  static Number FromBigEndian(const std::uint8_t* bytes, std::index_sequence<Index...>) {
+    return static_cast<Number>(
+        ((std::uint64_t{bytes[Index]} << (8 * (sizeof...(Index) - 1 - Index))) | ...));
+  }
+
+  template <typename Number>
+  Number ReadNumber() {
+    constexpr auto kBytes = std::make_index_sequence<sizeof(Number)>();
+    return FromBigEndian<Number>(Take(sizeof(Number)), kBytes);
+  }
 
   std::size_t cursor = 0;
   std::unique_ptr<std::uint8_t[]> data;

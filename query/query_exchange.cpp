@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cwchar>
 #include <optional>
+#include <utility>
 
 #include "core/handles.h"
 #include "core/log.h"
@@ -39,8 +40,8 @@ constexpr StepTexts kQueryTexts = {
 
 unsigned int LastSocketError() { return static_cast<unsigned int>(WSAGetLastError()); }
 
-// The runtime's scan decides what a number is: it skips leading blanks, stops at the first character
-// that is no digit and needs only one digit.
+// The runtime's scan decides what a number is: it skips leading blanks, stops at the first
+// character that is no digit and needs only one digit.
 std::optional<std::uint64_t> ParseGameId(const std::wstring& text) {
   unsigned long long value = 0;
   if (_snwscanf(text.c_str(), text.size(), L"%llu", &value) != 1) return std::nullopt;
@@ -89,12 +90,17 @@ std::optional<NetMessage> ReceiveResponse(const UniqueSocket& socket, const Step
   return message;
 }
 
-std::uint32_t ReadChallengeId(NetMessage& response) {
-  if (response.Size() == kLongChallengeSize) {
+std::optional<std::uint32_t> ReceiveChallengeId(const UniqueSocket& socket, QueryResult& result) {
+  std::optional<NetMessage> response = ReceiveResponse(socket, kChallengeTexts, result);
+  if (!response) return std::nullopt;
+  if (response->Size() == kLongChallengeSize) {
     std::uint8_t skipped[kLongChallengeOffset];
-    response.SegmentRead(skipped, sizeof(skipped));
+    response->SegmentRead(skipped, sizeof(skipped));
   }
-  return response.Read32();
+  const std::uint32_t challengeId = response->Read32();
+  LogLine(L"%s: Got reply to challenge request of %d bytes with challengeId %08x\n", kLabel,
+          static_cast<int>(response->Size()), static_cast<unsigned int>(challengeId));
+  return challengeId;
 }
 
 UniqueSocket OpenBoundSocket() {
@@ -129,7 +135,9 @@ std::optional<std::uint64_t> ConnectToServer(UniqueSocket& socket, const sockadd
   return gameId;
 }
 
-bool SendChallengeRequest(UniqueSocket& socket, NetMessage& challenge, const sockaddr_in& server,
+// Takes the message, so that its memory is free again while the server takes its time: hundreds of
+// queries may wait at once.
+bool SendChallengeRequest(UniqueSocket& socket, NetMessage challenge, const sockaddr_in& server,
                           std::uint64_t gameId, QueryResult& result) {
   WriteRequest(challenge, gameId);
   LogLine(L"%s: Sending challenge request for gameId %016llx\n", kLabel,
@@ -175,16 +183,11 @@ void QueryThreadProc(QueryRequest& request) {
   server.sin_port = htons(static_cast<u_short>(request.port & 0xFFFF));
   const std::optional<std::uint64_t> gameId = ConnectToServer(socket, server, request);
   if (!gameId) return;
-  if (!SendChallengeRequest(socket, challenge, server, *gameId, request.result)) return;
+  if (!SendChallengeRequest(socket, std::move(challenge), server, *gameId, request.result)) return;
 
-  std::optional<NetMessage> challengeResponse =
-      ReceiveResponse(socket, kChallengeTexts, request.result);
-  if (!challengeResponse) return;
-  const std::uint32_t challengeId = ReadChallengeId(*challengeResponse);
-  LogLine(L"%s: Got reply to challenge request of %d bytes with challengeId %08x\n", kLabel,
-          static_cast<int>(challengeResponse->Size()), static_cast<unsigned int>(challengeId));
-
-  if (!SendQueryRequest(socket, server, *gameId, challengeId, request.result)) return;
+  const std::optional<std::uint32_t> challengeId = ReceiveChallengeId(socket, request.result);
+  if (!challengeId) return;
+  if (!SendQueryRequest(socket, server, *gameId, *challengeId, request.result)) return;
   std::optional<NetMessage> response = ReceiveResponse(socket, kQueryTexts, request.result);
   if (!response) return;
   LogLine(L"%s: Got query response of size %d\n", kLabel, static_cast<int>(response->Size()));

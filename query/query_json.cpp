@@ -3,18 +3,23 @@
 #include <cstddef>
 #include <string_view>
 
-#include "core/wide_appender.h"
-
 namespace launcher {
 namespace {
 
 // Lengths of the fixed texts and usual numbers, rounded up, so that most results need memory once.
+// The players make up most of the text and are counted exactly: a block that is much too large is
+// dear where the system is asked for it.
 constexpr std::size_t kHeaderLength = 1024;
 constexpr std::size_t kTeamLength = 128;
 constexpr std::size_t kEntryLength = 128;
 
-// What a player takes at most, the texts left out: 201 characters of fixed text and eight numbers.
-constexpr std::size_t kPlayerLength = 256 + 8 * WideWriter::kMaxDigits;
+// What a player takes at most, the texts left out: 201 characters of fixed text, and the digits of
+// one number of 64 bits, one of 32, three of 16 and two of 8.
+constexpr std::size_t kPlayerLength = 201 + WideWriter::kMaxDigits + 10 + 3 * 5 + 2 * 3;
+
+std::size_t MaxLength(const PlayerRecord& player) {
+  return kPlayerLength + player.name.size() + player.tag.size();
+}
 
 // Closes an entry of a list whose entries are indented by eight.
 std::wstring_view EntryClose(bool last) {
@@ -31,8 +36,7 @@ void WriteHeader(WideAppender& json, const QueryResult& result) {
        << L"  \"mapVariant\": " << result.mapVariant << L",\n"
        << L"  \"currentMap\": \"" << result.currentMap << L"\", \n"
        << L"  \"roundTime\": \"" << result.roundTime << L"\", \n"
-       << L"  \"defaultRoundTimeMultiplier\": \"" << result.defaultRoundTimeMultiplier
-       << L"\", \n"
+       << L"  \"defaultRoundTimeMultiplier\": \"" << result.defaultRoundTimeMultiplier << L"\", \n"
        << L"  \"maxPlayers\": " << result.maxPlayers << L",\n"
        << L"  \"waitingPlayers\": " << result.waitingPlayers << L",\n";
 }
@@ -60,11 +64,10 @@ void WriteFrontier(WideAppender& json, const TeamScores<FrontierScore>& scores) 
 }
 
 void WriteKillrace(WideAppender& json, const TeamScores<KillraceScore>& scores) {
-  WriteTeamScores(json, L"  \"killrace\": \n", L"  },\n", scores,
-                  [&](const KillraceScore& score) {
-                    json << L"          \"kills\": " << score.kills
-                         << L",\n          \"killsMax\": " << score.killsMax << L"\n";
-                  });
+  WriteTeamScores(json, L"  \"killrace\": \n", L"  },\n", scores, [&](const KillraceScore& score) {
+    json << L"          \"kills\": " << score.kills << L",\n          \"killsMax\": "
+         << score.killsMax << L"\n";
+  });
 }
 
 void WriteBreach(WideAppender& json, const BreachState& breach) {
@@ -139,12 +142,14 @@ void WriteModeSection(WideAppender& json, const QueryResult& result) {
 }
 
 void WritePlayer(WideAppender& json, const PlayerRecord& player, bool last) {
-  WideWriter out = json.Begin(kPlayerLength + player.name.size() + player.tag.size());
-  out << L"        \"" << player.playerId << L"\":\n        {\n          \"name\": \"" << player.name
-      << L"\",\n          \"tag\": \"" << player.tag << L"\",\n          \"rank\": " << player.rank
-      << L",\n          \"score\": " << player.score << L",\n          \"kills\": " << player.kills
-      << L",\n          \"deaths\": " << player.deaths << L",\n          \"squad\": "
-      << player.squad << L",\n          \"role\": " << player.role << L" \n" << EntryClose(last);
+  WideWriter out = json.Begin(MaxLength(player));
+  out << L"        \"" << player.playerId << L"\":\n        {\n          \"name\": \""
+      << player.name << L"\",\n          \"tag\": \"" << player.tag << L"\",\n          \"rank\": "
+      << player.rank << L",\n          \"score\": " << player.score << L",\n          \"kills\": "
+      << player.kills << L",\n          \"deaths\": " << player.deaths
+      << L",\n          \"squad\": " << player.squad << L",\n          \"role\": " << player.role
+      << L" \n"
+      << EntryClose(last);
   json.End(out);
 }
 
@@ -162,24 +167,26 @@ void WriteTeams(WideAppender& json, const std::vector<TeamRecord>& teams) {
 }
 
 std::size_t ExpectedLength(const QueryResult& result) {
-  std::size_t length = kHeaderLength + kTeamLength * result.teams.size() +
-                       kEntryLength * (result.frontierScores.size() + result.killraceScores.size() +
-                                       result.seizeTheBannerScores.size() +
-                                       result.vesselStrikeScores.size());
-  for (const TeamRecord& team : result.teams) length += kPlayerLength * team.players.size();
+  std::size_t length =
+      kHeaderLength + kTeamLength * result.teams.size() +
+      kEntryLength * (result.frontierScores.size() + result.killraceScores.size() +
+                      result.seizeTheBannerScores.size() + result.vesselStrikeScores.size());
+  for (const TeamRecord& team : result.teams) {
+    for (const PlayerRecord& player : team.players) length += MaxLength(player);
+  }
   return length;
 }
 
 }  // namespace
 
-std::wstring BuildQueryJson(const QueryResult& result) {
+WideText BuildQueryJson(const QueryResult& result) {
   WideAppender json(ExpectedLength(result));
   json << L"{\n";
   WriteHeader(json, result);
   WriteModeSection(json, result);
   WriteTeams(json, result.teams);
   json << L"}\n";
-  return std::wstring(json.Text());
+  return json.Finish();
 }
 
 }  // namespace launcher

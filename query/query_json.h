@@ -2,8 +2,7 @@
 #ifndef LAUNCHER_QUERY_QUERY_JSON_H_
 #define LAUNCHER_QUERY_QUERY_JSON_H_
 
-#include <string>
-
+#include "core/wide_appender.h"
 #include "query/query_result.h"
 
 namespace launcher {
@@ -12,7 +11,7 @@ namespace launcher {
 /// mode's section if one holds data, the teams. The shape is fixed to the byte, uneven indents,
 /// trailing blanks, and numbers of which some are quoted, included: pages cut it up by text search.
 /// Nothing is escaped. docs/formats.md shows one whole.
-std::wstring BuildQueryJson(const QueryResult& result);
+WideText BuildQueryJson(const QueryResult& result);
 
 }  // namespace launcher
 

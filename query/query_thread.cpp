@@ -11,7 +11,7 @@ namespace launcher {
 namespace {
 
 void PostResult(const QueryRequest& request) {
-  const std::wstring json = BuildQueryJson(request.result);
+  const WideText json = BuildQueryJson(request.result);
   EventFields fields;
   fields.source = request.requestId;
   fields.name = L"QueryServerResult";
