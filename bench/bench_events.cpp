@@ -156,15 +156,15 @@ int main() {
   ILauncher* const launcher = dll.createLauncher(&calls, Notify);
   DllQueue ours(*launcher);
   // First, while the process has no memory left over from other rows.
-  bench::PrintRow("a waiting event with three short arguments", "", BytesPerWaitingEvent(ours), 400,
-                  false, "bytes");
+  bench::Print({"a waiting event with three short arguments", "", BytesPerWaitingEvent(ours), 400,
+                false, "bytes"});
   PlainQueue plain;
   for (const int posters : {1, 4}) {
-    const double ratio = bench::Compare([&] { RunRound(plain, posters); }, 1,
-                                        [&] { RunRound(ours, posters); }, 1, kEventRounds)
-                             .ratio;
-    bench::PrintRow("event post, get, ten getters, free; posters: " + std::to_string(posters),
-                    "deque of ten-string records", ratio, 0.5);
+    bench::PrintRatio("event post, get, ten getters, free; posters: " + std::to_string(posters),
+                      "deque of ten-string records",
+                      bench::Compare([&] { RunRound(plain, posters); }, 1,
+                                     [&] { RunRound(ours, posters); }, 1, kEventRounds),
+                      0.5, kEventsInRound);
   }
   for (const int waiting : {1, 1000, 1000000}) {
     const std::string name = "an event when " + std::to_string(waiting) + " wait";

@@ -17,7 +17,7 @@ int main() {
     launcher::LogLine(L"%s: Setting parameter %s to %s\n", L"BaseApp::SetParameter", L"APP_VERSION",
                       L"1.2.3.4");
   };
-  bench::PrintRow("a log line", "one WriteFile of the finished text",
-                  bench::Compare(writeFinished, 2000, writeLine, 2000).ratio, 1.5);
+  bench::PrintRatio("a log line", "one WriteFile of the finished text",
+                    bench::Compare(writeFinished, 2000, writeLine, 2000), 1.5);
   return 0;
 }

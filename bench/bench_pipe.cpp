@@ -55,11 +55,9 @@ void MeasureIdlePoll(ILauncher& launcher) {
       CloseHandle(writeEvent);
     }
   };
-  bench::PrintRow("PollApps, no game running", "the system calls of seven attempts",
-                  bench::Compare(
-                      requiredCalls, 40, [&] { launcher.PollApps(); }, 40)
-                      .ratio,
-                  1.05);
+  const auto poll = [&] { launcher.PollApps(); };
+  bench::PrintRatio("PollApps, no game running", "the system calls of seven attempts",
+                    bench::Compare(requiredCalls, 40, poll, 40), 1.05);
 }
 
 // ---- Frames in -------------------------------------------------------------------------------
@@ -137,10 +135,9 @@ void MeasureFramesIn() {
     }
   };
   const bench::Comparison comparison = bench::Compare(baseline, 1, ours, 1, 31);
-  bench::PrintRow("53-byte frames through a real pipe to host events",
-                  "the reads and two log lines a frame", comparison.ratio, 2);
-  bench::PrintFigure("a frame through a real pipe",
-                     comparison.subject / (kFramesInRead * kReadsInRound * 1000), "microseconds");
+  bench::PrintRatio("53-byte frames through a real pipe to host events",
+                    "the reads and two log lines a frame", comparison, 2,
+                    kFramesInRead * kReadsInRound);
   CloseHandle(event);
   CloseHandle(plain);
 }
@@ -196,9 +193,8 @@ void MeasureSendCommand(const test_support::LauncherDll& dll) {
     }
   };
   const bench::Comparison comparison = bench::Compare(baseline, 1, ours, 1, 31);
-  bench::PrintRow("SendCommand through a real pipe", "one overlapped WriteFile and four log writes",
-                  comparison.ratio, 1.1);
-  bench::PrintFigure("SendCommand", comparison.subject / (kCommands * 1000.0), "microseconds");
+  bench::PrintRatio("SendCommand through a real pipe",
+                    "one overlapped WriteFile and four log writes", comparison, 1.1, kCommands);
   dll.destroyLauncher(launcher);
   CloseHandle(plain);
   reader.join();

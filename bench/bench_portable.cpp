@@ -25,7 +25,8 @@ namespace {
 
 using bench::Compare;
 using bench::PrintFigure;
-using bench::PrintRow;
+using bench::PrintRatio;
+using bench::PrintTimesFaster;
 using bench::Use;
 
 // ---- Query responses -------------------------------------------------------------------------
@@ -227,11 +228,10 @@ bool MeasureResponse() {
 #else
   constexpr double kGoal = 7;
 #endif
-  PrintRow("query response, 64 players, decoded and written", "memcpy of the finished text",
-           Compare(copyText, 100, ours, 10).ratio, kGoal);
-  PrintRow("query response, 64 players, decoded and written: times faster",
-           "plain decoding and std::wostringstream", 1 / Compare(streamed, 2, ours, 10).ratio, 6,
-           true);
+  PrintRatio("query response, 64 players, decoded and written", "memcpy of the finished text",
+             Compare(copyText, 100, ours, 10), kGoal);
+  PrintTimesFaster("query response, 64 players, decoded and written: times faster",
+                   "plain decoding and std::wostringstream", Compare(streamed, 2, ours, 10), 6);
   for (const unsigned int players : {0U, 8U, 32U, 127U}) {
     const std::vector<std::uint8_t> response = MakeResponse(players);
     const double time = bench::TimeOf(
@@ -277,8 +277,8 @@ bool MeasurePingJson() {
   if (StreamedPingJson(infos) != launcher::BuildPingJson(infos)) return false;
   const auto ours = [&] { Use(launcher::BuildPingJson(infos).c_str()); };
   const auto streamed = [&] { Use(StreamedPingJson(infos).data()); };
-  PrintRow("ping JSON, 256 addresses: times faster", "std::wostringstream",
-           1 / Compare(streamed, 2, ours, 10).ratio, 6, true);
+  PrintTimesFaster("ping JSON, 256 addresses: times faster", "std::wostringstream",
+                   Compare(streamed, 2, ours, 10), 6);
   for (const unsigned int count : {1U, 16U, 256U}) {
     const launcher::PingInfos some = MakePingInfos(count);
     PrintFigure("ping JSON, " + std::to_string(count) + " addresses",
@@ -325,8 +325,8 @@ void MeasureEncoding() {
     for (std::size_t i = 0; i < kFramesInRead; ++i) launcher::AppendFrame(kCommand, queue);
     Use(queue.data());
   };
-  PrintRow("53-byte frames encoded into the send queue", "memcpy of the frames",
-           Compare(copyFrames, 100, encode, 30).ratio, 4);
+  PrintRatio("53-byte frames encoded into the send queue", "memcpy of the frames",
+             Compare(copyFrames, 100, encode, 30), 4, kFramesInRead);
   msgpack::sbuffer packed;
   const auto pack = [&] {
     packed.clear();
@@ -388,8 +388,8 @@ bool MeasureDecoding() {
   };
   unpack();
   if (peer.count != kFramesInRead) return false;
-  PrintRow("53-byte frames decoded out of one read", "msgpack",
-           Compare(unpack, 10, decode, 30).ratio, 0.25);
+  PrintRatio("53-byte frames decoded out of one read", "msgpack", Compare(unpack, 10, decode, 30),
+             0.25, kFramesInRead);
 
   // Flat: the dearest of the counts against the cheapest of the others.
   std::vector<double> times;
@@ -398,8 +398,8 @@ bool MeasureDecoding() {
     PrintFigure("53-byte frames decoded, a frame when " + std::to_string(count) + " wait",
                 times.back(), "nanoseconds");
   }
-  PrintRow("53-byte frames decoded, a frame when 1,000 wait", "a frame when 10 wait",
-           times[3] / times[1], 1.1);
+  PrintRatio("53-byte frames decoded, a frame when 1,000 wait", "a frame when 10 wait",
+             {times[1], times[3], times[3] / times[1]}, 1.1);
   return true;
 }
 

@@ -157,10 +157,10 @@ void RunQueries(ILauncher& launcher, int count, unsigned int port) {
   while (IEventInfo* const event = launcher.GetNextEvent()) launcher.FreeEvent(event);
 }
 
-// Processor time of all threads of the process, those that have ended too. Windows' own clocks for
-// it count in steps of 10 ms under Wine, as much as a whole round takes; the kernel below Wine
-// counts nanoseconds, and this is its clock_gettime(CLOCK_PROCESS_CPUTIME_ID).
-double ProcessorSeconds() {
+// Nanoseconds of processor time of all threads of the process, those that have ended too. Windows'
+// own clocks for it count in steps of 10 ms under Wine, as much as a whole round takes; the kernel
+// below Wine counts nanoseconds, and this is its clock_gettime(CLOCK_PROCESS_CPUTIME_ID).
+double ProcessorTime() {
   constexpr long long kClockGetTime = 228;
   constexpr long long kProcessClock = 2;
   struct {
@@ -169,9 +169,10 @@ double ProcessorSeconds() {
   } time = {};
   long long result = kClockGetTime;
   asm volatile("syscall" : "+a"(result) : "D"(kProcessClock), "S"(&time) : "rcx", "r11", "memory");
-  return static_cast<double>(time.seconds) + static_cast<double>(time.nanoseconds) / 1e9;
+  return static_cast<double>(time.seconds) * 1e9 + static_cast<double>(time.nanoseconds);
 }
 
+// In nanoseconds.
 struct Times {
   double wall;
   double processor;
@@ -179,10 +180,28 @@ struct Times {
 
 template <typename Work>
 Times Measure(const Work& work) {
-  const double processor = ProcessorSeconds();
-  const double wall = bench::TimeOf(work, 1) / 1e9;
-  return {wall, ProcessorSeconds() - processor};
+  const double processor = ProcessorTime();
+  const double wall = bench::TimeOf(work, 1);
+  return {wall, ProcessorTime() - processor};
 }
+
+// What the rounds of one comparison took.
+class Samples {
+ public:
+  void Add(double bare, double ours) {
+    baselines.push_back(bare);
+    subjects.push_back(ours);
+    ratios.push_back(ours / bare);
+  }
+  bench::Comparison Result() const {
+    return {bench::Median(baselines), bench::Median(subjects), bench::Median(ratios)};
+  }
+
+ private:
+  std::vector<double> baselines;
+  std::vector<double> subjects;
+  std::vector<double> ratios;
+};
 
 void MeasureQueries(ILauncher& launcher) {
   struct Case {
@@ -197,24 +216,19 @@ void MeasureQueries(ILauncher& launcher) {
     for (const int count : {64, 256, 512}) {
       RunBareQueries(count, server.Port());
       RunQueries(launcher, count, server.Port());
-      std::vector<double> walls;
-      std::vector<double> wallRatios;
-      std::vector<double> processorRatios;
+      Samples wall;
+      Samples processor;
       for (int round = 0; round < test.rounds; ++round) {
         const Times bare = Measure([&] { RunBareQueries(count, server.Port()); });
         const Times ours = Measure([&] { RunQueries(launcher, count, server.Port()); });
-        walls.push_back(ours.wall);
-        wallRatios.push_back(ours.wall / bare.wall);
-        processorRatios.push_back(ours.processor / bare.processor);
+        wall.Add(bare.wall, ours.wall);
+        processor.Add(bare.processor, ours.processor);
       }
       const std::string name = std::to_string(count) + " server queries, " + test.name;
-      bench::PrintRow(name + ", wall", "a bare thread per query", bench::Median(wallRatios), 1.2);
-      bench::PrintRow(name + ", processor", "a bare thread per query",
-                      bench::Median(processorRatios), 1.2);
+      bench::PrintRatio(name + ", wall", "a bare thread per query", wall.Result(), 1.2);
+      bench::PrintRatio(name + ", processor", "a bare thread per query", processor.Result(), 1.2);
       if (test.answer == Answer::kNever && count == 512) {
-        bench::PrintRow(name, "", bench::Median(walls), 1.35, false, "seconds");
-      } else {
-        bench::PrintFigure(name, bench::Median(walls) * 1000, "milliseconds");
+        bench::Print({name, "", wall.Result().subject / 1e9, 1.35, false, "seconds"});
       }
     }
   }
@@ -261,10 +275,8 @@ void MeasurePings(ILauncher& launcher, const std::wstring& kit) {
                            launcher.FreeEvent(event);
                        },
                        1, 31);
-    bench::PrintRow("ping batch, addresses: " + std::to_string(count),
-                    "a named pipe and a shell start alone", comparison.ratio, 1.1);
-    bench::PrintFigure("ping batch of " + std::to_string(count), comparison.subject / 1e6,
-                       "milliseconds");
+    bench::PrintRatio("ping batch, addresses: " + std::to_string(count),
+                      "a named pipe and a shell start alone", comparison, 1.1);
   }
 }
 

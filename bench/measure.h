@@ -70,26 +70,52 @@ inline std::FILE* Rows() {
   return rows;
 }
 
-/// Prints one row. `goal` is the largest (or, with `atLeast`, the smallest) value that is good.
-inline void PrintRow(const std::string& name, const std::string& against, double value, double goal,
-                     bool atLeast = false, const std::string& unit = "ratio") {
+struct Row {
+  std::string name;
+  std::string against;
+  double value;
+  /// The largest (or, with `atLeast`, the smallest) value that is good; 0 when there is none.
+  double goal = 0;
+  bool atLeast = false;
+  std::string unit = "ratio";
+  /// The medians behind a ratio, in nanoseconds; 0 when the value is none.
+  double baseline = 0;
+  double subject = 0;
+};
+
+inline void Print(const Row& row) {
 #ifdef _WIN32
   const char* const platform = "Wine";
 #else
   const char* const platform = "native";
 #endif
-  std::fprintf(
-      Rows(),
-      "{\"platform\":\"%s\",\"name\":\"%s\",\"against\":\"%s\",\"value\":%.3f,\"goal\":%.3f,"
-      "\"atLeast\":%s,\"unit\":\"%s\"}\n",
-      platform, name.c_str(), against.c_str(), value, goal, atLeast ? "true" : "false",
-      unit.c_str());
+  std::fprintf(Rows(),
+               "{\"platform\":\"%s\",\"name\":\"%s\",\"against\":\"%s\",\"value\":%.3f,"
+               "\"goal\":%.3f,\"atLeast\":%s,\"unit\":\"%s\",\"baseline\":%.2f,"
+               "\"subject\":%.2f}\n",
+               platform, row.name.c_str(), row.against.c_str(), row.value, row.goal,
+               row.atLeast ? "true" : "false", row.unit.c_str(), row.baseline, row.subject);
   std::fflush(Rows());
+}
+
+/// Prints how many times the baseline's time the subject takes. Medians are those of one of the
+/// `parts` that a call consists of.
+inline void PrintRatio(const std::string& name, const std::string& against,
+                       const Comparison& comparison, double goal, double parts = 1) {
+  Print({name, against, comparison.ratio, goal, false, "ratio", comparison.baseline / parts,
+         comparison.subject / parts});
+}
+
+/// Prints how many times faster than the baseline the subject is.
+inline void PrintTimesFaster(const std::string& name, const std::string& against,
+                             const Comparison& comparison, double goal) {
+  Print({name, against, 1 / comparison.ratio, goal, true, "ratio", comparison.baseline,
+         comparison.subject});
 }
 
 /// Prints a figure that is shown but has no goal.
 inline void PrintFigure(const std::string& name, double value, const std::string& unit) {
-  PrintRow(name, "", value, 0, false, unit);
+  Print({name, "", value, 0, false, unit});
 }
 
 }  // namespace bench

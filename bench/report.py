@@ -28,8 +28,18 @@ def number(value):
     return f"{value:.2f}" if value < 100 else f"{value:,.0f}"
 
 
+def duration(nanoseconds):
+    if nanoseconds == 0:
+        return ""
+    for unit, size in (("ns", 1), ("us", 1e3), ("ms", 1e6), ("s", 1e9)):
+        if nanoseconds < 1000 * size:
+            break
+    return f"{nanoseconds / size:.3g} {unit}"
+
+
 def table(rows):
-    lines = ["| what | measured against | on | value | goal | reached |", "|---|---|---|---|---|---|"]
+    lines = ["| what | measured against | on | takes | the other takes | value | goal | reached |",
+             "|---|---|---|---|---|---|---|---|"]
     for row in rows:
         reached = is_reached(row)
         if reached is None:
@@ -37,6 +47,7 @@ def table(rows):
         goal = ("at least " if row["atLeast"] else "at most ") + number(row["goal"])
         unit = "" if row["unit"] == "ratio" else " " + row["unit"]
         lines.append(f"| {row['name']} | {row['against']} | {row['platform']} | "
+                     f"{duration(row['subject'])} | {duration(row['baseline'])} | "
                      f"{number(row['value'])}{unit} | {goal}{unit} | {'yes' if reached else '**no**'} |")
     return "\n".join(lines)
 
@@ -83,7 +94,8 @@ def main():
     with open(notes_path, encoding="utf-8") as file:
         notes = file.read()
     page = (f"# Performance\n\nMade by `scripts/bench` on {datetime.date.today()}, {machine}, {compiler}. "
-            "Medians of ratios that were measured side by side in one run.\n\n"
+            "Times are medians. A ratio is the median of the rounds' ratios; each round runs "
+            "both sides, one after the other.\n\n"
             f"{table(rows)}\n\n![Each figure as a share of its goal](images/performance.svg)\n\n"
             f"## Figures without a goal\n\n{figures(rows)}\n\n{notes}")
     with open(table_path, "w", encoding="utf-8") as file:
