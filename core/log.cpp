@@ -5,6 +5,7 @@
 
 #include <cstdarg>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -71,26 +72,59 @@ void WriteBytes(FILE* stream, DWORD standardHandle, const char* bytes, std::size
             nullptr);
 }
 
-// Formats a line whose conversions are all "%s", which nearly all lines are, in a fraction of the
+// A buffer of a line and what stands in it.
+template <typename T>
+class LineBuffer {
+ public:
+  LineBuffer(T* memory, std::size_t capacity) : begin(memory), end(memory), room(capacity) {}
+
+  int Length() const { return static_cast<int>(end - begin); }
+
+  // False when the text does not fit.
+  bool Append(const T* text, std::size_t length) {
+    if (length > room) return false;
+    end = CopyShort(text, length, end);
+    room -= length;
+    return true;
+  }
+
+  // As the run-time writes "%p".
+  bool AppendPointer(const void* pointer) {
+    constexpr std::size_t kDigits = 2 * sizeof(pointer);
+    auto value = reinterpret_cast<std::uintptr_t>(pointer);
+    T digits[kDigits];
+    for (std::size_t i = kDigits; i-- > 0; value >>= 4) {
+      digits[i] = static_cast<T>("0123456789ABCDEF"[value & 0xF]);
+    }
+    return Append(digits, kDigits);
+  }
+
+ private:
+  T* begin;
+  T* end;
+  std::size_t room;
+};
+
+// Formats a line whose conversions are all "%s" or "%p", which most lines are, in a fraction of the
 // time that the run-time's formatter takes. Returns the length of the text, or -1 for every other
 // line, for one that does not fit and for one with a null text: those are the run-time's.
 template <typename T>
-int FormatTexts(T* out, std::size_t capacity, const T* format, va_list arguments) {
-  T* const begin = out;
-  const auto append = [&](const T* text, std::size_t length) {
-    if (length > capacity - static_cast<std::size_t>(out - begin)) return false;
-    out = CopyShort(text, length, out);
-    return true;
-  };
+int FormatPlain(T* memory, std::size_t capacity, const T* format, va_list arguments) {
+  LineBuffer<T> line(memory, capacity);
   for (;;) {
     const T* const literal = format;
     while (*format != '%' && *format != '\0') ++format;
-    if (!append(literal, static_cast<std::size_t>(format - literal))) return -1;
-    if (*format == '\0') return static_cast<int>(out - begin);
-    if (format[1] != 's') return -1;
+    if (!line.Append(literal, static_cast<std::size_t>(format - literal))) return -1;
+    if (*format == '\0') return line.Length();
+    if (format[1] == 's') {
+      const T* const text = va_arg(arguments, const T*);
+      if (text == nullptr || !line.Append(text, std::char_traits<T>::length(text))) return -1;
+    } else if (format[1] == 'p') {
+      if (!line.AppendPointer(va_arg(arguments, void*))) return -1;
+    } else {
+      return -1;
+    }
     format += 2;
-    const T* const text = va_arg(arguments, const T*);
-    if (text == nullptr || !append(text, std::char_traits<T>::length(text))) return -1;
   }
 }
 
@@ -108,10 +142,10 @@ void Format(Formatter<T> format, Measurer<T> measure, const T* text, va_list arg
   LAUNCHER_UNFILLED T stackText[kStackCharacters];
   va_list retry;
   va_copy(retry, arguments);
-  va_list texts;
-  va_copy(texts, arguments);
-  int length = FormatTexts(stackText, kStackCharacters, text, texts);
-  va_end(texts);
+  va_list plain;
+  va_copy(plain, arguments);
+  int length = FormatPlain(stackText, kStackCharacters, text, plain);
+  va_end(plain);
   if (length < 0) length = format(stackText, kStackCharacters, text, arguments);
   if (length >= 0) {
     sink(stackText, static_cast<std::size_t>(length));
