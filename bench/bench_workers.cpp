@@ -218,7 +218,9 @@ void MeasureQueries(ILauncher& launcher) {
       RunQueries(launcher, count, server.Port());
       Samples wall;
       Samples processor;
-      for (int round = 0; round < test.rounds; ++round) {
+      // Few queries take so little time that the system's scheduling shows in single rounds.
+      const int rounds = count == 64 && test.answer != Answer::kNever ? 61 : test.rounds;
+      for (int round = 0; round < rounds; ++round) {
         const Times bare = Measure([&] { RunBareQueries(count, server.Port()); });
         const Times ours = Measure([&] { RunQueries(launcher, count, server.Port()); });
         wall.Add(bare.wall, ours.wall);
