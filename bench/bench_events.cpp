@@ -17,7 +17,7 @@
 namespace {
 
 constexpr int kEventsInRound = 20000;
-constexpr int kEventRounds = 31;
+constexpr int kEventRounds = 101;
 
 constexpr const wchar_t* kSource = L"BRENNA-GAME";
 constexpr const wchar_t* kName = L"StateChanged";
