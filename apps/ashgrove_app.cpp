@@ -61,16 +61,15 @@ std::vector<std::wstring> UpdateNames(const std::wstring& directory) {
 
 }  // namespace
 
-AshgroveApp::AshgroveApp(EventSink& sink, NotifyCallback hostNotifier,
-                         const wchar_t* gamePipeName, const wchar_t* applicationId)
+AshgroveApp::AshgroveApp(EventSink& sink, NotifyCallback hostNotifier, const wchar_t* gamePipeName,
+                         const wchar_t* applicationId)
     : BaseApp(sink, hostNotifier, applicationId),
       PellmarAppBase(sink, gamePipeName, applicationId) {}
 
 AshgroveApp::~AshgroveApp() = default;
 
-bool AshgroveApp::_SetupGame(const wchar_t* defaultRegistryKey,
-                             const wchar_t* valueName, const wchar_t* x64Name,
-                             const wchar_t* x86Name) {
+bool AshgroveApp::_SetupGame(const wchar_t* defaultRegistryKey, const wchar_t* valueName,
+                             const wchar_t* x64Name, const wchar_t* x86Name) {
   const std::wstring method = GetParameter(L"probeMethod");
   const bool x86Processor = IsX86Processor();
   if (method == L"path") {
@@ -80,8 +79,8 @@ bool AshgroveApp::_SetupGame(const wchar_t* defaultRegistryKey,
   }
   if (!HasFileStatus(binaryFullPath)) {
     // The lone parenthesis belongs to the message.
-    LogLine(L"%s: stat() failed, for path %s with error %d)\n", kSetupLabel,
-            binaryFullPath.c_str(), errno);
+    LogLine(L"%s: stat() failed, for path %s with error %d)\n", kSetupLabel, binaryFullPath.c_str(),
+            errno);
     return false;
   }
   SetParameter(L"APP_VERSION", ReadVersionFile(installDir).c_str());
@@ -92,10 +91,8 @@ bool AshgroveApp::_SetupGame(const wchar_t* defaultRegistryKey,
   return true;
 }
 
-bool AshgroveApp::ProbeRegistry(const wchar_t* defaultRegistryKey,
-                                const wchar_t* valueName, const wchar_t* x64Name,
-                                const wchar_t* x86Name,
-                                bool x86Processor) {
+bool AshgroveApp::ProbeRegistry(const wchar_t* defaultRegistryKey, const wchar_t* valueName,
+                                const wchar_t* x64Name, const wchar_t* x86Name, bool x86Processor) {
   LogLine(L"%s: Using probe method registry\n", kSetupLabel);
   probedByRegistry = true;
 
@@ -156,9 +153,9 @@ void AshgroveApp::ProbePath() {
 
 bool AshgroveApp::IsInstalled() { return SetupGame(); }
 
-bool AshgroveApp::Launch(const wchar_t* commandLine, bool launchFlag,
-                         const wchar_t* /*text1*/, const wchar_t* /*text2*/,
-                         const wchar_t* /*text3*/, const wchar_t* /*text4*/) {
+bool AshgroveApp::Launch(const wchar_t* commandLine, bool launchFlag, const wchar_t* /*text1*/,
+                         const wchar_t* /*text2*/, const wchar_t* /*text3*/,
+                         const wchar_t* /*text4*/) {
   if (!SetupGame()) {
     LogLine(L"%s: Game is not properly probed, aborting\n", L"AshgroveApp::Launch");
     return false;
@@ -168,14 +165,14 @@ bool AshgroveApp::Launch(const wchar_t* commandLine, bool launchFlag,
 
 bool AshgroveApp::LaunchProgram(const wchar_t* programPath, const wchar_t* programName,
                                 const wchar_t* commandLine, bool launchFlag) {
-  if (!DoLaunch(installDir.c_str(), programPath, programName, commandLine, launchFlag)) return false;
+  if (!DoLaunch(installDir.c_str(), programPath, programName, commandLine, launchFlag))
+    return false;
   PostStateChange(GetEventSink(), GetId(), L"PENDING");
   return true;
 }
 
-bool AshgroveApp::SendCommand(const wchar_t* command, const wchar_t* arg0,
-                              const wchar_t* arg1, const wchar_t* arg2,
-                              const wchar_t* arg3) {
+bool AshgroveApp::SendCommand(const wchar_t* command, const wchar_t* arg0, const wchar_t* arg1,
+                              const wchar_t* arg2, const wchar_t* arg3) {
   if (client == nullptr) {
     LogLine("%s: Not connected, aborting\n", kSendLabel);
     return false;

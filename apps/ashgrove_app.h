@@ -24,8 +24,7 @@ class AshgroveApp : public BaseApp, public PellmarAppBase {
                    const wchar_t* arg2, const wchar_t* arg3) override;
   bool Kill(bool flag) override;
   bool Launch(const wchar_t* commandLine, bool launchFlag, const wchar_t* text1,
-              const wchar_t* text2, const wchar_t* text3,
-              const wchar_t* text4) override;
+              const wchar_t* text2, const wchar_t* text3, const wchar_t* text4) override;
   bool IsRunning() override;
   void Poll() override;
   std::wstring GetVersion() override;
@@ -51,8 +50,7 @@ class AshgroveApp : public BaseApp, public PellmarAppBase {
  private:
   bool ProbeRegistry(const wchar_t* defaultRegistryKey, const wchar_t* valueName,
                      const wchar_t* x64Name, const wchar_t* x86Name, bool x86Processor);
-  void ChooseBinaryName(const wchar_t* x64Name, const wchar_t* x86Name,
-                        bool x86Processor);
+  void ChooseBinaryName(const wchar_t* x64Name, const wchar_t* x86Name, bool x86Processor);
   void ProbePath();
   unsigned long FindProcess() const;
 

@@ -38,13 +38,12 @@ std::wstring BaseApp::GetParameter(const wchar_t* name) {
     LogLine(L"%s: Parameter %s not set, returning empty\n", L"BaseApp::GetParameter", name);
     return {};
   }
-  LogLine(L"%s: Return paramter %s => %s\n", L"BaseApp::GetParameter", name,
-          found->second.c_str());
+  LogLine(L"%s: Return paramter %s => %s\n", L"BaseApp::GetParameter", name, found->second.c_str());
   return found->second;
 }
 
-bool BaseApp::DoLaunch(const wchar_t* workDir, const wchar_t* binaryPath,
-                       const wchar_t* binaryName, const wchar_t* commandLine, bool launchFlag) {
+bool BaseApp::DoLaunch(const wchar_t* workDir, const wchar_t* binaryPath, const wchar_t* binaryName,
+                       const wchar_t* commandLine, bool launchFlag) {
   // Nothing of it is used; the call belongs to the launch sequence that monitors of the host see.
   STARTUPINFOW startupInfo = {};
   GetStartupInfoW(&startupInfo);
@@ -57,8 +56,7 @@ bool BaseApp::DoLaunch(const wchar_t* workDir, const wchar_t* binaryPath,
 
   // "SW_SHOWNA" is how the helper is to show the game; the helper itself is shown normally.
   std::wstring parameterLine = launchFlag ? L"YES" : L"NO";
-  for (const wchar_t* const field :
-       {L"SW_SHOWNA", binaryPath, binaryName, workDir, commandLine}) {
+  for (const wchar_t* const field : {L"SW_SHOWNA", binaryPath, binaryName, workDir, commandLine}) {
     parameterLine += L'|';
     parameterLine += field;
   }

@@ -41,8 +41,8 @@ class BaseApp {
  protected:
   /// Asks the helper to start a program. The fields travel in one line, separated by "|", with no
   /// quoting. Shows a message box, and waits for it, when the shell cannot start the helper.
-  static bool DoLaunch(const wchar_t* workDir, const wchar_t* binaryPath,
-                       const wchar_t* binaryName, const wchar_t* commandLine, bool launchFlag);
+  static bool DoLaunch(const wchar_t* workDir, const wchar_t* binaryPath, const wchar_t* binaryName,
+                       const wchar_t* commandLine, bool launchFlag);
 
   EventSink& GetEventSink() const { return eventSink; }
 

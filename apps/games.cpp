@@ -40,9 +40,9 @@ bool TAVRGame::SetupGame() {
   return true;
 }
 
-bool TAVRGame::Launch(const wchar_t* commandLine, bool launchFlag,
-                      const wchar_t* /*text1*/, const wchar_t* /*text2*/,
-                      const wchar_t* /*text3*/, const wchar_t* /*text4*/) {
+bool TAVRGame::Launch(const wchar_t* commandLine, bool launchFlag, const wchar_t* /*text1*/,
+                      const wchar_t* /*text2*/, const wchar_t* /*text3*/,
+                      const wchar_t* /*text4*/) {
   if (!SetupGame()) {
     LogLine(L"%s: Game is not properly probed, aborting\n", L"TAVRGame::Launch");
     return false;
@@ -116,13 +116,11 @@ std::vector<std::unique_ptr<BaseApp>> CreateGames(EventSink& sink, NotifyCallbac
   std::vector<std::unique_ptr<BaseApp>> games;
   games.push_back(std::make_unique<TAVRGame>(sink, hostNotifier));
   // The beta has one executable for both architectures.
-  games.push_back(std::make_unique<TamsinGame>(sink, hostNotifier,
-                                               L"SOFTWARE\\Hollin Games\\AGX Beta 2",
-                                               kInstallDirValue, L"agx.exe", L"agx.exe",
-                                               L"TAMSIN-BETA2-GAME"));
-  games.push_back(std::make_unique<TamsinGame>(sink, hostNotifier,
-                                               L"SOFTWARE\\Hollin Games\\AGX", kInstallDirValue,
-                                               L"agx.exe", L"agx_x86.exe",
+  games.push_back(
+      std::make_unique<TamsinGame>(sink, hostNotifier, L"SOFTWARE\\Hollin Games\\AGX Beta 2",
+                                   kInstallDirValue, L"agx.exe", L"agx.exe", L"TAMSIN-BETA2-GAME"));
+  games.push_back(std::make_unique<TamsinGame>(sink, hostNotifier, L"SOFTWARE\\Hollin Games\\AGX",
+                                               kInstallDirValue, L"agx.exe", L"agx_x86.exe",
                                                L"TAMSIN-MAINLINE-GAME"));
   games.push_back(std::make_unique<TamsinCteGame>(sink, hostNotifier));
   games.push_back(std::make_unique<BrennaGame>(sink, hostNotifier));

@@ -17,16 +17,15 @@ class TAVRGame final : public AshgroveApp {
   TAVRGame(EventSink& sink, NotifyCallback hostNotifier);
   bool SetupGame() override;
   bool Launch(const wchar_t* commandLine, bool launchFlag, const wchar_t* text1,
-              const wchar_t* text2, const wchar_t* text3,
-              const wchar_t* text4) override;
+              const wchar_t* text2, const wchar_t* text3, const wchar_t* text4) override;
 };
 
 /// "TAMSIN-BETA2-GAME" and "TAMSIN-MAINLINE-GAME": one class for two entries.
 class TamsinGame final : public AshgroveApp {
  public:
   TamsinGame(EventSink& sink, NotifyCallback hostNotifier, const wchar_t* gameRegistryKey,
-             const wchar_t* gameValueName, const wchar_t* gameX64Name,
-             const wchar_t* gameX86Name, const wchar_t* applicationId);
+             const wchar_t* gameValueName, const wchar_t* gameX64Name, const wchar_t* gameX86Name,
+             const wchar_t* applicationId);
   bool SetupGame() override;
 
  private:

@@ -44,7 +44,8 @@ bool OstrelApp::SetupGame() {
 }
 
 std::wstring OstrelApp::GetParameter(const wchar_t* name) {
-  if (std::wstring_view(name) == L"OstrelLocalHostEnabled") return IsOstrelLocalHostEnabled() ? L"true" : L"false";
+  if (std::wstring_view(name) == L"OstrelLocalHostEnabled")
+    return IsOstrelLocalHostEnabled() ? L"true" : L"false";
   return BaseApp::GetParameter(name);
 }
 
@@ -58,9 +59,9 @@ bool OstrelApp::SendCommand(const wchar_t* /*command*/, const wchar_t* /*arg0*/,
 
 bool OstrelApp::Kill(bool /*flag*/) { return false; }
 
-bool OstrelApp::Launch(const wchar_t* commandLine, bool /*launchFlag*/,
-                       const wchar_t* /*text1*/, const wchar_t* /*text2*/,
-                       const wchar_t* /*text3*/, const wchar_t* /*text4*/) {
+bool OstrelApp::Launch(const wchar_t* commandLine, bool /*launchFlag*/, const wchar_t* /*text1*/,
+                       const wchar_t* /*text2*/, const wchar_t* /*text3*/,
+                       const wchar_t* /*text4*/) {
   if (!SetupGame()) return false;
   // The link takes the place of the program, and there is nothing else to say about it.
   return DoLaunch(L"", (urlScheme + commandLine).c_str(), L"", L"", false);

@@ -22,8 +22,7 @@ class OstrelApp final : public BaseApp {
                    const wchar_t* arg2, const wchar_t* arg3) override;
   bool Kill(bool flag) override;
   bool Launch(const wchar_t* commandLine, bool launchFlag, const wchar_t* text1,
-              const wchar_t* text2, const wchar_t* text3,
-              const wchar_t* text4) override;
+              const wchar_t* text2, const wchar_t* text3, const wchar_t* text4) override;
   bool IsRunning() override;
   void Poll() override;
   std::wstring GetVersion() override;

@@ -32,9 +32,8 @@ class AppLauncher final : public ILauncher, public EventSink {
   AppLauncher& operator=(const AppLauncher&) = delete;
 
   void PostEvent(const wchar_t* source, const wchar_t* name, const wchar_t* arg0,
-                 const wchar_t* arg1, const wchar_t* arg2, const wchar_t* arg3,
-                 const wchar_t* arg4, const wchar_t* arg5, const wchar_t* arg6,
-                 const wchar_t* arg7) override;
+                 const wchar_t* arg1, const wchar_t* arg2, const wchar_t* arg3, const wchar_t* arg4,
+                 const wchar_t* arg5, const wchar_t* arg6, const wchar_t* arg7) override;
   IEventInfo* GetNextEvent() override;
   void FreeEvent(IEventInfo* event) override;
   void FreeString(IString* string) override;
@@ -53,8 +52,8 @@ class AppLauncher final : public ILauncher, public EventSink {
               const wchar_t* text2, const wchar_t* text3, const wchar_t* text4) override;
   bool IsRunning(const wchar_t* appId) override;
   bool SetParameter(const wchar_t* appId, const wchar_t* key, const wchar_t* value) override;
-  void QueryServer(const wchar_t* requestId, const wchar_t* requestText2,
-                   const wchar_t* gameIdText, const wchar_t* address, unsigned int port) override;
+  void QueryServer(const wchar_t* requestId, const wchar_t* requestText2, const wchar_t* gameIdText,
+                   const wchar_t* address, unsigned int port) override;
   void PollApps() override;
   void* Destroy(unsigned int flags) override;
 

@@ -8,9 +8,7 @@
 
 namespace launcher {
 
-std::wstring HelperProgramPath() {
-  return GetPluginInstallDir() + L"\\" + L"helperx64" + L".exe";
-}
+std::wstring HelperProgramPath() { return GetPluginInstallDir() + L"\\" + L"helperx64" + L".exe"; }
 
 bool HasFileStatus(const std::wstring& path) {
   struct _stat status;

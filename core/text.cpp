@@ -23,9 +23,9 @@ std::string WideToUtf8(const std::wstring& wide) {
 }
 
 std::size_t Utf8ToWide(std::string_view narrow, wchar_t* wide) {
-  const int written = MultiByteToWideChar(
-      CP_UTF8, 0, narrow.data(), static_cast<int>(narrow.size() + 1), wide,
-      static_cast<int>(WideCapacity(narrow.size())));
+  const int written =
+      MultiByteToWideChar(CP_UTF8, 0, narrow.data(), static_cast<int>(narrow.size() + 1), wide,
+                          static_cast<int>(WideCapacity(narrow.size())));
   // The count includes the terminator, unless invalid bytes swallowed it; a failed conversion wrote
   // nothing that may be read. The spare character takes the terminator in either case.
   wide[written < 0 ? 0 : written] = L'\0';

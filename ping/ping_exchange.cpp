@@ -68,10 +68,9 @@ void PingThreadProc(PingInfos& infos) {
   const std::wstring pipeName = MakePipeName();
   if (pipeName.empty()) return;
   const std::wstring request = MakeRequest(pipeName, infos);
-  UniqueFile pipe(CreateNamedPipeW(pipeName.c_str(), PIPE_ACCESS_DUPLEX,
-                                   PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE,
-                                   PIPE_UNLIMITED_INSTANCES, kReplyBytes, kReplyBytes,
-                                   kPipeTimeoutMsec, nullptr));
+  UniqueFile pipe(CreateNamedPipeW(
+      pipeName.c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE,
+      PIPE_UNLIMITED_INSTANCES, kReplyBytes, kReplyBytes, kPipeTimeoutMsec, nullptr));
   if (!pipe) return;
   if (!StartPingHelper(request)) {
     // Left open on purpose: the shell may report a failure and still have started a helper, which

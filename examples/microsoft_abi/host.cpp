@@ -13,8 +13,8 @@ __declspec(dllimport) int WideCharToMultiByte(unsigned int codePage, unsigned lo
                                               const wchar_t* text, int length, char* bytes,
                                               int capacity, const char* defaultCharacter,
                                               int* usedDefault);
-__declspec(dllimport) Handle CreateEventW(void* security, int manualReset, int signalled,
-                                          const wchar_t* name);
+__declspec(dllimport) Handle
+    CreateEventW(void* security, int manualReset, int signalled, const wchar_t* name);
 __declspec(dllimport) int SetEvent(Handle event);
 __declspec(dllimport) unsigned long WaitForSingleObject(Handle handle, unsigned long msec);
 __declspec(dllimport) int CloseHandle(Handle handle);
@@ -75,8 +75,8 @@ unsigned int Run() {
   if (launcher == nullptr) return 1;
   ListApplications(*launcher);
 
-  launcher->PostEvent(L"microsoft-abi-host", L"Hello", L"world", nullptr, nullptr, nullptr,
-                      nullptr, nullptr, nullptr, nullptr);
+  launcher->PostEvent(L"microsoft-abi-host", L"Hello", L"world", nullptr, nullptr, nullptr, nullptr,
+                      nullptr, nullptr, nullptr);
   const bool woken = WaitForSingleObject(wake, kPatienceMsec) == 0;
   DrainEvents(*launcher);
 

@@ -70,8 +70,8 @@ TEST(Vectors, FramesFromTheGameBecomeEvents) {
   for (const json& vector : LoadVectors("frames.json", "frames")) {
     SCOPED_TRACE(vector.dump());
     ASSERT_TRUE(game.Write(Bytes(vector, "hex"), kPatienceMs));
-    const std::optional<Event> event = host.WaitForEvent(
-        WideText(vector, "name"), kPatienceMs, DllHost::Polling::kPollApps);
+    const std::optional<Event> event =
+        host.WaitForEvent(WideText(vector, "name"), kPatienceMs, DllHost::Polling::kPollApps);
     ASSERT_TRUE(event.has_value());
     EXPECT_EQ(event->source, L"SOLANO-GAME");
     const auto words = vector.at("words").get<std::vector<std::string>>();
@@ -144,9 +144,8 @@ TEST(Vectors, HelperLines) {
   for (const json& vector : LoadVectors("helper_lines.json", "launches")) {
     SCOPED_TRACE(Text(vector, "name"));
     const std::wstring appId = WideText(vector, "appId");
-    const GameInstallation game = appId == L"TAVR-GAME"
-                                      ? GameInstallation(tavrKey, L"TAVR.exe")
-                                      : GameInstallation();
+    const GameInstallation game =
+        appId == L"TAVR-GAME" ? GameInstallation(tavrKey, L"TAVR.exe") : GameInstallation();
     const HelperInstallation helper;
     DllHost host;
     const ShellRecorder shell(host.Module());
@@ -154,8 +153,7 @@ TEST(Vectors, HelperLines) {
                              vector.at("flag").get<bool>(), L"", L"", L"", L""));
     const std::vector<ShellCall> calls = shell.Calls();
     ASSERT_EQ(calls.size(), 1U);
-    EXPECT_EQ(calls[0].parameters,
-              Replaced(WideText(vector, "line"), L"<dir>", game.InstallDir()));
+    EXPECT_EQ(calls[0].parameters, Replaced(WideText(vector, "line"), L"<dir>", game.InstallDir()));
   }
 }
 

@@ -66,9 +66,9 @@ std::size_t SlotOf(Member member) {
 
 #define EXPECT_SAME_SLOT(Interface, slots_type, name, number)                                      \
   do {                                                                                             \
-    static_assert(std::is_same_v<FunctionInC<decltype(&Interface::name)>::type,                    \
-                                 decltype(slots_type::name)>,                                      \
-                  #name " has other types in launcher_c.h");                                       \
+    static_assert(                                                                                 \
+        std::is_same_v<FunctionInC<decltype(&Interface::name)>::type, decltype(slots_type::name)>, \
+        #name " has other types in launcher_c.h");                                                 \
     EXPECT_EQ(SlotOf(&Interface::name), std::size_t{number}) << #Interface "::" #name;             \
     EXPECT_EQ(offsetof(slots_type, name) / sizeof(void*), std::size_t{number}) << #slots_type;     \
   } while (false)

@@ -25,8 +25,8 @@ TEST(CommandMemory, ACommandWithoutMemoryIsLostAlone) {
   const std::string args = "some arguments";
   std::size_t failures = 0;
   {
-    // The list of the command's words, of which the first is made alone.
-    const test_support::FailingMalloc noMemory(sizeof(std::string_view));
+    // The list of the command's words, which has room for eight from the start.
+    const test_support::FailingMalloc noMemory(8 * sizeof(std::string_view));
     command.execute(name, args);
     failures = noMemory.Count();
   }
