@@ -47,6 +47,8 @@ class Build:
         for entry in json.loads((folder / "compile_commands.json").read_text()):
             source = str(pathlib.Path(entry["file"]).relative_to(tree)) \
                 if entry["file"].startswith(str(tree)) else entry["file"]
+            if not source.endswith(".cpp"):
+                continue
             command = shlex.split(entry["command"])
             self.compile_commands[source, command[command.index("-o") + 1]] = command
         self.original_objects = {}

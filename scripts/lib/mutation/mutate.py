@@ -53,7 +53,7 @@ class Worker:
                 native.link("bin/unit_tests", replaced, program)
                 outcome = judge.judge_output(*judge.run_program(
                     [str(program), "--gtest_fail_fast"], None, self.overlay,
-                    judge.LEAST_SECONDS))
+                    judge.NATIVE_SECONDS))
                 if outcome.caught:
                     return "caught", f"unit_tests: {outcome.by}"
         keys = windows.objects_of(mutant.file, "no test program")
@@ -66,13 +66,13 @@ class Worker:
         dll = self.overlay / "launcher.dll"
         self.run.windows.link("launcher.dll", replaced, dll)
         programs = {"host_tests": self.run.windows.folder / "bin/host_tests.exe"}
-        if any("launcher_objects.dir" in name for name in replaced):
-            programs["windows_tests"] = self.overlay / "windows_tests.exe"
-            self.run.windows.link("bin/windows_tests.exe", replaced, programs["windows_tests"])
-        # Quick ones first, then the rest of the folder's, then everybody's.
+        in_objects = any("launcher_objects.dir" in name for name in replaced)
         for name, gtest_filter, seconds in self.run.steps(folder):
-            if name not in programs:
+            if name == "windows_tests" and not in_objects:
                 continue
+            if name not in programs:
+                programs[name] = self.overlay / f"{name}.exe"
+                self.run.windows.link(f"bin/{name}.exe", replaced, programs[name])
             outcome = self.wine.run(programs[name], gtest_filter, seconds, dll)
             if outcome.caught and not outcome.dirty and not self.wine.run(
                     programs[name], outcome.by, seconds, dll).caught:
@@ -149,11 +149,13 @@ class MutationRun:
 
     def steps(self, folder):
         """(program, filter, seconds) in the order in which a mutant of the folder meets them."""
-        for slow in (False, True):
-            for name, kind in (("host_tests", "host"), ("windows_tests", "windows")):
-                suites = judge.suites_of(self.tree, kind, folder)
-                if suites:
-                    yield self.step(name, suites, slow)
+        # Quick ones first, then the rest of the folder's, then everybody's; windows_tests has to be
+        # linked for each mutant.
+        for name, kind, slow in (("host_tests", "host", False), ("host_tests", "host", True),
+                                 ("windows_tests", "windows", None)):
+            suites = judge.suites_of(self.tree, kind, folder)
+            if suites:
+                yield self.step(name, suites, slow)
         for name in ("host_tests", "windows_tests"):
             yield self.step(name, [ALL], None)
 
