@@ -17,12 +17,16 @@ class Watchdog : public testing::EmptyTestEventListener {
  public:
   void OnTestStart(const testing::TestInfo& test) override {
     ended = MakeManualResetEvent();
-    watcher = std::thread([this, &test] {
+    const ScopedHandle running = MakeManualResetEvent();
+    watcher = std::thread([this, &test, &running] {
+      SetEvent(running.Get());
       if (WaitFor(ended.Get(), kTestLimitMs)) return;
       std::printf("%s.%s did not end in time\n", test.test_suite_name(), test.name());
       std::fflush(stdout);
       TerminateProcess(GetCurrentProcess(), kExitCode);
     });
+    // A thread takes memory when it starts, which must not fall into a test that counts memory.
+    WaitFor(running.Get(), INFINITE);
   }
 
   void OnTestEnd(const testing::TestInfo&) override {
