@@ -23,7 +23,7 @@ class UnfilledAllocator : public std::allocator<T> {
 
   UnfilledAllocator() = default;
   template <typename Other>
-  UnfilledAllocator(const UnfilledAllocator<Other>&) noexcept {}
+  explicit UnfilledAllocator(const UnfilledAllocator<Other>& /*other*/) noexcept {}
 
   template <typename Element>
   void construct(Element* element) noexcept {

@@ -109,7 +109,7 @@ class LineBuffer {
 // time that the run-time's formatter takes. Returns the length of the text, or -1 for every other
 // line, for one that does not fit and for one with a null text: those are the run-time's.
 template <typename T>
-int FormatPlain(T* memory, std::size_t capacity, const T* format, va_list arguments) {
+int FormatPlain(T* memory, std::size_t capacity, const T* format, va_list& arguments) {
   LineBuffer<T> line(memory, capacity);
   for (;;) {
     const T* const literal = format;

@@ -81,7 +81,7 @@ class WideWriter {
 
   // "00" to "99", one behind the other.
   static constexpr auto kPairs = [] {
-    std::array<wchar_t, 2 * kPair> pairs = {};
+    std::array<wchar_t, std::size_t{2}* kPair> pairs = {};
     for (std::size_t i = 0; i < kPair; ++i) {
       pairs[2 * i] = static_cast<wchar_t>(L'0' + i / 10);
       pairs[2 * i + 1] = static_cast<wchar_t>(L'0' + i % 10);
@@ -96,7 +96,7 @@ class WideWriter {
     wchar_t* cursor = end;
     for (; cursor - first >= 2; number /= kPair) {
       cursor -= 2;
-      std::memcpy(cursor, &kPairs[2 * (number % kPair)], 2 * sizeof(wchar_t));
+      std::memcpy(cursor, &kPairs[std::size_t{2} * (number % kPair)], 2 * sizeof(wchar_t));
     }
     if (cursor != first) *first = static_cast<wchar_t>(L'0' + number);
   }
@@ -114,7 +114,8 @@ class WideText {
   /// With a terminator.
   const wchar_t* c_str() const { return memory.get(); }
 
-  operator std::wstring_view() const { return View(); }
+  // Implicit: whoever wants a string of its own names one.
+  // NOLINTNEXTLINE(google-explicit-constructor)
   operator std::wstring() const { return std::wstring(View()); }
   friend bool operator==(const WideText& left, std::wstring_view right) {
     return left.View() == right;

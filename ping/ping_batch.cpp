@@ -17,7 +17,7 @@ void PostResult(EventSink& launcher, const std::wstring& batchId, const PingInfo
   EventFields fields;
   fields.name = L"PingBatchResult";
   fields.arguments[0] = batchId;
-  fields.arguments[1] = json;
+  fields.arguments[1] = json.View();
   EventPtr event = EventInfo::Create(fields);
   LogLine(L"%s: JSON:\n%s\n\n", kLabel, json.c_str());
   launcher.QueueEvent(std::move(event));

@@ -86,7 +86,8 @@ class NetMessage {
   // Spelled as one sum, which compilers turn into one load and a byte swap; a loop they leave a
   // loop.
   template <typename Number, std::size_t... Index>
-  static Number FromBigEndian(const std::uint8_t* bytes, std::index_sequence<Index...>) {
+  static Number FromBigEndian(const std::uint8_t* bytes,
+                              std::index_sequence<Index...> /*offsets*/) {
     return static_cast<Number>(
         ((std::uint64_t{bytes[Index]} << (8 * (sizeof...(Index) - 1 - Index))) | ...));
   }

@@ -15,7 +15,7 @@ constexpr std::size_t kEntryLength = 128;
 
 // What a player takes at most, the texts left out: 201 characters of fixed text, and the digits of
 // one number of 64 bits, one of 32, three of 16 and two of 8.
-constexpr std::size_t kPlayerLength = 201 + WideWriter::kMaxDigits + 10 + 3 * 5 + 2 * 3;
+constexpr std::size_t kPlayerLength = 201 + WideWriter::kMaxDigits + 10 + 15 + 6;
 
 std::size_t MaxLength(const PlayerRecord& player) {
   return kPlayerLength + player.name.size() + player.tag.size();

@@ -16,7 +16,7 @@ void PostResult(const QueryRequest& request) {
   fields.source = request.requestId;
   fields.name = L"QueryServerResult";
   fields.arguments[0] = request.requestText2;
-  fields.arguments[1] = json;
+  fields.arguments[1] = json.View();
   request.launcher.QueueEvent(EventInfo::Create(fields));
 }
 
