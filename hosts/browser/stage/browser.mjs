@@ -35,8 +35,18 @@ export class Browser {
     browser.#driver = new Program('chromedriver', ['--port=0'], {
       env: {...process.env, ...environment},
     });
-    const [, port] = await browser.#driver.waitForLine(/started successfully on port (\d+)/);
-    browser.#url = `http://127.0.0.1:${port}`;
+    try {
+      await browser.#open({profile, extension, headless});
+    } catch (error) {
+      await browser.end();
+      throw error;
+    }
+    return browser;
+  }
+
+  async #open({profile, extension, headless}) {
+    const [, port] = await this.#driver.waitForLine(/started successfully on port (\d+)/);
+    this.#url = `http://127.0.0.1:${port}`;
     const args = [
       ...QUIET,
       `--user-data-dir=${profile}`,
@@ -45,12 +55,11 @@ export class Browser {
       // The browser's own sandbox refuses to work for root.
       ...(process.getuid() === 0 ? ['--no-sandbox'] : []),
     ];
-    const {sessionId} = await browser.#call('POST', '/session', {
+    const {sessionId} = await this.#call('POST', '/session', {
       capabilities: {alwaysMatch: {'goog:chromeOptions': {binary: '/usr/bin/chromium', args}}},
     });
-    browser.#session = `/session/${sessionId}`;
-    await browser.#post('/timeouts', {script: SCRIPT_LIMIT_MS});
-    return browser;
+    this.#session = `/session/${sessionId}`;
+    await this.#post('/timeouts', {script: SCRIPT_LIMIT_MS});
   }
 
   async end() {
