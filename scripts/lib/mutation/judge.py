@@ -34,10 +34,11 @@ def filter_text(wanted, left_out):
 
 
 class Outcome:
-    def __init__(self, caught, by="", dirty=False):
+    def __init__(self, caught, by="", dirty=False, ended_by_us=False):
         self.caught = caught
         self.by = by  # the test, or what happened
         self.dirty = dirty  # the program may have left something behind in its Windows
+        self.ended_by_us = ended_by_us  # because it took too long
 
 
 def run_program(command, environment, folder, seconds):
@@ -71,7 +72,8 @@ def judge_output(output, code):
         return Outcome(True, name)
     running = re.findall(r"^\[ RUN      \] (\S+)", output, re.MULTILINE)
     where = running[-1] if running else "the start"
-    return Outcome(True, f"{'no end' if code is None else 'a crash'} in {where}", dirty=True)
+    what = "no end" if code is None else "a crash"
+    return Outcome(True, f"{what} in {where}", dirty=True, ended_by_us=code is None)
 
 
 class Wine:

@@ -152,8 +152,9 @@ def statement_changes(source, tokens, is_header):
         while end < len(tokens) and tokens[end].group() not in (";", "{", "}"):
             end = closing(tokens, end) + 1 if tokens[end].group() in "([" else end + 1
         # Only an early return can be left out; a function that returns nothing does not compile.
-        last_return = token.group() == "return" and previous != ")"
-        if end < len(tokens) and tokens[end].group() == ";" and not last_return:
+        left_alone = token.group() == "return" and previous != ")"
+        left_alone |= source[token.start():tokens[end - 1].end()].endswith(("= default", "= delete"))
+        if end < len(tokens) and tokens[end].group() == ";" and not left_alone:
             declared = DECLARATION.match(source, token.start())
             # Without a declaration nothing compiles that uses the name; guards of a scope have no use.
             used = declared and len(re.findall(rf"\b{declared[1]}\b", source)) > 1

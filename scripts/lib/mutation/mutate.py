@@ -74,13 +74,20 @@ class Worker:
                 programs[name] = self.overlay / f"{name}.exe"
                 self.run.windows.link(f"bin/{name}.exe", replaced, programs[name])
             outcome = self.wine.run(programs[name], gtest_filter, seconds, dll)
-            if outcome.caught and not outcome.dirty and not self.wine.run(
-                    programs[name], outcome.by, seconds, dll).caught:
+            if outcome.caught and not self.is_confirmed(programs[name], gtest_filter, seconds, dll,
+                                                        outcome):
                 # Not this mutant's doing alone. Once more, for whatever else it breaks.
                 outcome = self.wine.run(programs[name], gtest_filter, seconds, dll)
             if outcome.caught:
                 return "caught", f"{name}: {outcome.by}"
         return "survived", ""
+
+    def is_confirmed(self, program, gtest_filter, seconds, dll, outcome):
+        """Whether it fails again: the failed test alone, or all again after a crash."""
+        if outcome.ended_by_us:
+            return True
+        again = gtest_filter if outcome.dirty else outcome.by
+        return self.wine.run(program, again, seconds, dll).caught
 
 
 class MutationRun:
