@@ -1,5 +1,6 @@
 """Runs the tests on a mutant: natively and in Wine installations of the mutation run's own."""
 
+import fnmatch
 import os
 import re
 import signal
@@ -29,6 +30,10 @@ def suites_of(tree, kind, folder):
     return [f"{suite}.*" for suite in sorted(suites)] + [f"*/{suite}.*" for suite in sorted(suites)]
 
 
+def matches(test, patterns):
+    return any(fnmatch.fnmatchcase(test, pattern) for pattern in patterns)
+
+
 def filter_text(wanted, left_out):
     return ":".join(wanted) + "-" + ":".join(left_out)
 
@@ -43,12 +48,16 @@ class Outcome:
 
 def run_program(command, environment, folder, seconds):
     """The program's output and exit code; None for a code when it had to be ended."""
+
+    def text(output):
+        return output.decode(errors="replace").replace("\r\n", "\n")
+
     process = subprocess.Popen(command, cwd=folder, env=environment, stdin=subprocess.DEVNULL,
                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                                start_new_session=True)
     try:
         output, _ = process.communicate(timeout=seconds)
-        return output.decode(errors="replace"), process.returncode
+        return text(output), process.returncode
     except subprocess.TimeoutExpired:
         os.killpg(process.pid, signal.SIGKILL)
         try:
@@ -56,7 +65,7 @@ def run_program(command, environment, folder, seconds):
         except subprocess.TimeoutExpired:
             # A program that it started holds the output open, and ends with its Windows.
             return "", None
-        return output.decode(errors="replace"), None
+        return text(output), None
 
 
 def failed_test(output):

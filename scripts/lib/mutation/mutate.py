@@ -167,16 +167,16 @@ class MutationRun:
             yield self.step(name, [ALL], None)
 
     def step(self, name, wanted, slow):
-        slow_tests = [test for test, msec in self.times[name].items() if msec > SLOW_TEST_MSEC]
+        """`slow`: only the slow tests of those that are wanted, only the others, or (None) all."""
+        times = self.times[name]
+        slow_tests = [test for test, msec in times.items() if msec > SLOW_TEST_MSEC]
+        left_out = judge.LEFT_OUT + (slow_tests if slow is False else [])
         if slow:
-            matching = [test for test in slow_tests if any(
-                test.startswith(w.rstrip("*")) or f"/{w.strip('*/')}" in test for w in wanted)]
-            wanted, left_out = matching or ["no such test"], judge.LEFT_OUT
-        else:
-            left_out = judge.LEFT_OUT + (slow_tests if slow is False else [])
-        whole = sum(self.times[name].values()) / 1000
+            wanted = [test for test in slow_tests if judge.matches(test, wanted)] or ["no such test"]
+        seconds = sum(msec for test, msec in times.items()
+                      if judge.matches(test, wanted) and not judge.matches(test, left_out)) / 1000
         return name, judge.filter_text(wanted, left_out), max(judge.LEAST_SECONDS,
-                                                            judge.SLOWER * whole)
+                                                            judge.SLOWER * seconds)
 
     def read_results(self):
         results = {}
