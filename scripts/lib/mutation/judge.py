@@ -91,12 +91,15 @@ class Wine:
     def __init__(self, repository, folder):
         self.repository = repository
         self.folder = folder
+        self.pristine = folder / "pristine"
         self.environment = self.start()
-        self.registry = {}
         self.stop()
-        for path in (folder / "prefix").glob("*.reg"):
-            self.registry[path] = path.read_bytes()
-        self.start()
+        if not self.pristine.exists():
+            self.pristine.mkdir()
+            for path in (folder / "prefix").glob("*.reg"):
+                (self.pristine / path.name).write_bytes(path.read_bytes())
+        # Whatever an interrupted run left.
+        self.clean()
 
     def start(self):
         script = '. scripts/lib/wine.sh; wineFolder=$1; UseWine; PrepareWine; StartWine; env -0'
@@ -112,8 +115,8 @@ class Wine:
     def clean(self):
         """After a program that could not put the registry back, or that left others running."""
         self.stop()
-        for path, content in self.registry.items():
-            path.write_bytes(content)
+        for path in self.pristine.glob("*.reg"):
+            (self.folder / "prefix" / path.name).write_bytes(path.read_bytes())
         self.start()
 
     def run(self, program, gtest_filter, seconds, dll=None):

@@ -74,20 +74,29 @@ class Worker:
                 programs[name] = self.overlay / f"{name}.exe"
                 self.run.windows.link(f"bin/{name}.exe", replaced, programs[name])
             outcome = self.wine.run(programs[name], gtest_filter, seconds, dll)
-            if outcome.caught and not self.is_confirmed(programs[name], gtest_filter, seconds, dll,
-                                                        outcome):
+            if outcome.caught and not self.is_confirmed(name, programs[name], gtest_filter, seconds,
+                                                        dll, outcome):
                 # Not this mutant's doing alone. Once more, for whatever else it breaks.
                 outcome = self.wine.run(programs[name], gtest_filter, seconds, dll)
             if outcome.caught:
                 return "caught", f"{name}: {outcome.by}"
         return "survived", ""
 
-    def is_confirmed(self, program, gtest_filter, seconds, dll, outcome):
-        """Whether it fails again: the failed test alone, or all again after a crash."""
+    def is_confirmed(self, name, program, gtest_filter, seconds, dll, outcome):
+        """Whether it fails again (the failed test alone, or all again after a crash), and the unchanged
+        library does not."""
         if outcome.ended_by_us:
             return True
         again = gtest_filter if outcome.dirty else outcome.by
-        return self.wine.run(program, again, seconds, dll).caught
+        if not self.wine.run(program, again, seconds, dll).caught:
+            return False
+        original = self.run.windows.folder
+        if self.wine.run(original / f"bin/{name}.exe", again, seconds,
+                         original / "launcher.dll").caught:
+            # An earlier mutant has left something in this Windows.
+            self.wine.clean()
+            return False
+        return True
 
 
 class MutationRun:
