@@ -1,17 +1,9 @@
 // How the store client's settings file is read through COM: the calls, their order and their
 // failures. A document that the test makes up takes the place of the system's.
 
-// COM interfaces as tables of functions, which a test can fill in part.
-#define CINTERFACE
-// The order matters.
-// clang-format off
-#include <winsock2.h>
-#include <windows.h>
-#include <objbase.h>
-#include <msxml.h>
-#include <oleauto.h>
+#include "tests/host/fake_document.h"
+
 #include <shlobj.h>
-// clang-format on
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -43,84 +35,6 @@ constexpr wchar_t kFolder[] = LR"(C:\users\somebody\roaming)";
 const std::string kParseFailureLine =
     "OstrelApp::IsOstrelLocalHostEnabled: Failed to parse Ostrel xml from path "
     "C:\\users\\somebody\\roaming\\Ostrel\\local.xml\n";
-
-using Steps = std::vector<std::wstring>;
-
-/// A list of no nodes.
-struct FakeList {
-  explicit FakeList(Steps& stepList) : steps(stepList) {
-    table.Release = [](IXMLDOMNodeList* self) -> ULONG {
-      Of(self).steps.emplace_back(L"list released");
-      return 0;
-    };
-    table.nextNode = [](IXMLDOMNodeList* self, IXMLDOMNode** node) -> HRESULT {
-      *node = nullptr;
-      return Of(self).nextResult;
-    };
-  }
-  static FakeList& Of(IXMLDOMNodeList* self) { return *reinterpret_cast<FakeList*>(self); }
-
-  // First, as its address is the object's.
-  IXMLDOMNodeList object{&table};
-  IXMLDOMNodeListVtbl table{};
-  Steps& steps;
-  HRESULT nextResult = S_FALSE;
-};
-
-struct FakeElement {
-  explicit FakeElement(Steps& stepList) : steps(stepList), children(stepList) {
-    table.Release = [](IXMLDOMElement* self) -> ULONG {
-      Of(self).steps.emplace_back(L"element released");
-      return 0;
-    };
-    table.get_childNodes = [](IXMLDOMElement* self, IXMLDOMNodeList** list) -> HRESULT {
-      FakeElement& element = Of(self);
-      *list = SUCCEEDED(element.childrenResult) ? &element.children.object : nullptr;
-      return element.childrenResult;
-    };
-  }
-  static FakeElement& Of(IXMLDOMElement* self) { return *reinterpret_cast<FakeElement*>(self); }
-
-  IXMLDOMElement object{&table};
-  IXMLDOMElementVtbl table{};
-  Steps& steps;
-  HRESULT childrenResult = S_OK;
-  FakeList children;
-};
-
-struct FakeDocument {
-  explicit FakeDocument(Steps& stepList) : steps(stepList), element(stepList) {
-    table.Release = [](IXMLDOMDocument* self) -> ULONG {
-      Of(self).steps.emplace_back(L"document released");
-      return 0;
-    };
-    table.put_async = [](IXMLDOMDocument* self, VARIANT_BOOL async) -> HRESULT {
-      Of(self).steps.emplace_back(async == VARIANT_FALSE ? L"synchronous" : L"asynchronous");
-      return S_OK;
-    };
-    table.load = [](IXMLDOMDocument* self, VARIANT source, VARIANT_BOOL* success) -> HRESULT {
-      FakeDocument& document = Of(self);
-      document.steps.push_back(source.vt == VT_BSTR ? L"load " + std::wstring(source.bstrVal)
-                                                    : L"load of another type");
-      *success = document.loaded;
-      return document.loadResult;
-    };
-    table.get_documentElement = [](IXMLDOMDocument* self, IXMLDOMElement** root) -> HRESULT {
-      FakeDocument& document = Of(self);
-      *root = document.elementResult == S_OK ? &document.element.object : nullptr;
-      return document.elementResult;
-    };
-  }
-  static FakeDocument& Of(IXMLDOMDocument* self) { return *reinterpret_cast<FakeDocument*>(self); }
-
-  IXMLDOMDocument object{&table};
-  IXMLDOMDocumentVtbl table{};
-  Steps& steps;
-  HRESULT loadResult = S_OK;
-  VARIANT_BOOL loaded = VARIANT_TRUE;
-  HRESULT elementResult = S_OK;
-  FakeElement element;
-};
 
 /// A host whose library gets the document that the test made up.
 class AppsStoreCom : public testing::Test {

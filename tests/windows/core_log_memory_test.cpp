@@ -45,6 +45,12 @@ TEST(LogText, MayEndInTheMiddleOfAPair) {
   EXPECT_EQ(capture.Take(), "a\xEF\xBF\xBD");
 }
 
+TEST(LogText, MayBeginWithAPair) {
+  LogCapture capture;
+  LogLine(L"%s", L"\U0001F600");
+  EXPECT_EQ(capture.Take(), "\xF0\x9F\x98\x80");
+}
+
 TEST(LogText, MayBeEmpty) {
   LogCapture capture;
   LogLine(L"%s", L"");
