@@ -16,12 +16,9 @@ namespace launcher {
 namespace {
 
 // Converts `narrow` to `end` and moves that on.
-std::wstring_view AppendWide(std::string_view narrow, wchar_t*& end) {
-  std::size_t length = WidenAscii(narrow, end);
-  // A zero byte has to stand behind what is converted by the system.
-  if (length < narrow.size()) length = Utf8ToWide(std::string(narrow), end);
-  const std::wstring_view text(end, length);
-  end += length;
+std::wstring_view AppendWide(const std::string& narrow, wchar_t*& end) {
+  const std::wstring_view text(end, Utf8ToWide(std::string_view(narrow), end));
+  end += text.size();
   return text;
 }
 
@@ -48,7 +45,10 @@ void GenericPellmarCommand::PostCommandEvent(const std::string& receivedName,
   fields.name = AppendWide(receivedName, end);
   const std::vector<std::string_view> words = SplitString(receivedArgs, " ");
   const std::size_t count = std::min(words.size(), fields.arguments.size());
-  for (std::size_t i = 0; i < count; ++i) fields.arguments[i] = AppendWide(words[i], end);
+  for (std::size_t i = 0; i < count; ++i) {
+    // A zero byte has to stand behind what the system converts.
+    fields.arguments[i] = AppendWide(std::string(words[i]), end);
+  }
   EventPtr event = EventInfo::Create(fields);
 
   LogLine("%s: Posting event to instance %p\n", "GenericPellmarCommand::execute",

@@ -13,11 +13,10 @@ namespace launcher {
 /// Where the events of a game's commands go. Implemented by the owner of the pipe.
 class CommandEventReceiver {
  public:
+  virtual ~CommandEventReceiver() = default;
+
   /// Delivers the event to the host.
   virtual void QueueEvent(EventPtr event) = 0;
-
- protected:
-  ~CommandEventReceiver() = default;
 };
 
 /// Makes one event of each command: named after the command, its arguments the first eight words of

@@ -48,6 +48,7 @@ void PellmarAppBase::PollPellmar() {
     LogLine("%s: We are about to shutdown, doing nothing...\n", "PellmarAppBase::PollPellmar");
     return;
   }
+  if (reportingLoss) return;
   if (client != nullptr) {
     const std::shared_ptr<PipeClient> pumped = client;
     const std::uint32_t result = pumped->Pump();
@@ -56,11 +57,12 @@ void PellmarAppBase::PollPellmar() {
     if (result == ERROR_SUCCESS || client != pumped) return;
     LogLine("%s: Update of AppLauncher failed with error %08x\n", "PellmarAppBase::PollPellmar",
             static_cast<unsigned int>(result));
-    // Out of the way before the host hears of it: a notifier that polls again must not find the lost
-    // client and report it a second time.
-    client.reset();
+    reportingLoss = true;
     PostStateChange(eventSink, appId, L"GAMEISGONE");
+    reportingLoss = false;
     pumped->Close();
+    // Unless the notifier has disconnected already.
+    client.reset();
   }
   Connect();
 }

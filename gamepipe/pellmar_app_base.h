@@ -22,7 +22,7 @@ class PellmarAppBase : public CommandEventReceiver {
   PellmarAppBase(EventSink& sink, const wchar_t* gamePipeName, const wchar_t* applicationId);
   PellmarAppBase(const PellmarAppBase&) = delete;
   PellmarAppBase& operator=(const PellmarAppBase&) = delete;
-  virtual ~PellmarAppBase();
+  ~PellmarAppBase() override;
 
   void QueueEvent(EventPtr event) override = 0;
 
@@ -43,6 +43,9 @@ class PellmarAppBase : public CommandEventReceiver {
   std::shared_ptr<PipeClient> client;
 
  private:
+  // While the host is being told of the lost game, whose client is still there: a notifier that polls
+  // again must not find it and report it a second time.
+  bool reportingLoss = false;
   // Never destroyed, see the destructor.
   vorn::CommandHandler* handler;
   std::wstring pipeName;

@@ -45,8 +45,9 @@ void NetMessage::SegmentRead(void* destination, std::size_t count) {
   std::copy_n(Take(count), count, static_cast<std::uint8_t*>(destination));
 }
 
-std::string_view NetMessage::Terminated(std::string_view bytes) {
-  *std::copy(bytes.begin(), bytes.end(), stringBuffer) = '\0';
+std::string_view NetMessage::ReadString() {
+  const std::size_t length = ReadByte();
+  *std::copy_n(Take(length), length, stringBuffer) = '\0';
   return stringBuffer;
 }
 

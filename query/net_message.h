@@ -51,17 +51,7 @@ class NetMessage {
 
   /// The text up to the first zero byte; all bytes that the length byte announces are consumed.
   /// Valid until the next call; a zero byte stands behind it.
-  std::string_view ReadString() { return Terminated(ReadStringBytes()); }
-
-  /// All bytes that the length byte announces, where they stand in the buffer.
-  std::string_view ReadStringBytes() {
-    const std::size_t length = ReadByte();
-    return {reinterpret_cast<const char*>(Take(length)), length};
-  }
-
-  /// `bytes`, 255 at most, up to their first zero byte. Valid until the next call; a zero byte
-  /// stands behind it.
-  std::string_view Terminated(std::string_view bytes);
+  std::string_view ReadString();
 
   /// Appends bytes, big-endian numbers.
   void SegmentWrite(std::span<const std::uint8_t> bytes);

@@ -43,10 +43,7 @@ constexpr std::size_t kVesselStrikeEntrySize = 4;
 std::wstring ReadText(NetMessage& message) { return Utf8ToWide(std::string(message.ReadString())); }
 
 std::wstring_view ReadText(NetMessage& message, TextArena& texts) {
-  const std::string_view bytes = message.ReadStringBytes();
-  const std::size_t ascii = WidenAscii(bytes, texts.Free());
-  if (ascii == bytes.size()) return texts.Keep(ascii);
-  return texts.Keep(Utf8ToWide(message.Terminated(bytes), texts.Free()));
+  return texts.Keep(Utf8ToWide(message.ReadString(), texts.Free()));
 }
 
 // Reads whole entries only. The bytes that are left of a section whose length is no multiple of the

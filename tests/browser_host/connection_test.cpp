@@ -1,5 +1,8 @@
 // Who is let in, and what becomes of broken connections.
 
+#include <optional>
+#include <string>
+
 #include "tests/browser_host/native_program.h"
 #include "tests/host/kit_program.h"
 #include "tests/support/dll_host.h"
@@ -170,33 +173,35 @@ TEST_F(BrowserHostConnection, AClosedOutputIsTheEnd) {
   EXPECT_EQ(program.ExitCode(), 0U);
 }
 
-TEST_F(BrowserHostConnection, AHelperThatHangsDoesNotHoldUpTheEnd) {
-  const EnvironmentVariable installation(L"KOVLAUNCH_INSTDIR", ProgramDirectory());
-  const EnvironmentVariable mode(L"KIT_HELPER_PING_MODE", L"absent");
-  const std::wstring event = UniqueName(L"helper_done");
-  const EnvironmentVariable doneEvent(L"KIT_HELPER_DONE_EVENT", event);
-  const ScopedHandle helperDone(CreateEventW(nullptr, TRUE, FALSE, event.c_str()));
-  NativeProgram program(Arguments());
-  Hello(program);
-  const Json params = {{"batchId", "a"}, {"addresses", {"127.0.0.1"}}};
-  EXPECT_EQ(program.Call("pingBatch", params)["result"], true);
+/// A ping batch whose helper runs as a process of its own.
+class BrowserHostBatch : public BrowserHostConnection {
+ protected:
+  void StartBatch(const wchar_t* helperMode) {
+    const EnvironmentVariable installation(L"KOVLAUNCH_INSTDIR", ProgramDirectory());
+    const EnvironmentVariable mode(L"KIT_HELPER_PING_MODE", helperMode);
+    const EnvironmentVariable doneEvent(L"KIT_HELPER_DONE_EVENT", helperDoneName);
+    program.emplace(Arguments());
+    Hello(*program);
+    const Json params = {{"batchId", "a"}, {"addresses", {"127.0.0.1"}}};
+    EXPECT_EQ(program->Call("pingBatch", params)["result"], true);
+  }
+
+  const std::wstring helperDoneName = UniqueName(L"helper_done");
+  const ScopedHandle helperDone{CreateEventW(nullptr, TRUE, FALSE, helperDoneName.c_str())};
+  std::optional<NativeProgram> program;
+};
+
+TEST_F(BrowserHostBatch, AHelperThatHangsDoesNotHoldUpTheEnd) {
+  StartBatch(L"absent");
   EXPECT_TRUE(WaitFor(helperDone.Get(), kPatienceMs));
-  program.CloseInput();
-  EXPECT_EQ(program.ExitCode(), 0U);
+  program->CloseInput();
+  EXPECT_EQ(program->ExitCode(), 0U);
 }
 
-TEST_F(BrowserHostConnection, AHelperThatIsBeingStartedGetsGoing) {
-  const EnvironmentVariable installation(L"KOVLAUNCH_INSTDIR", ProgramDirectory());
-  const EnvironmentVariable mode(L"KIT_HELPER_PING_MODE", L"fixed");
-  const std::wstring event = UniqueName(L"helper_done");
-  const EnvironmentVariable doneEvent(L"KIT_HELPER_DONE_EVENT", event);
-  const ScopedHandle helperDone(CreateEventW(nullptr, TRUE, FALSE, event.c_str()));
-  NativeProgram program(Arguments());
-  Hello(program);
-  const Json params = {{"batchId", "a"}, {"addresses", {"127.0.0.1"}}};
-  EXPECT_EQ(program.Call("pingBatch", params)["result"], true);
-  program.CloseInput();
-  EXPECT_EQ(program.ExitCode(), 0U);
+TEST_F(BrowserHostBatch, AHelperThatIsBeingStartedGetsGoing) {
+  StartBatch(L"fixed");
+  program->CloseInput();
+  EXPECT_EQ(program->ExitCode(), 0U);
   EXPECT_TRUE(WaitFor(helperDone.Get(), kPatienceMs));
 }
 

@@ -2,55 +2,25 @@
 // memory on the heaps of the process.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
 #include <cstddef>
 #include <ostream>
 
 #include "tests/host/fault_scenario.h"
 #include "tests/support/environment_variable.h"
+#include "tests/support/growth.h"
 #include "tests/support/helper_installation.h"
-#include "tests/support/process_snapshot.h"
 #include "tests/support/registry_fixture.h"
 #include "tests/support/stream_capture.h"
 
 namespace test_support {
 namespace {
 
-constexpr std::size_t kWarmUp = 5;
-constexpr std::ptrdiff_t kLives = 20;
-
-constexpr std::size_t kSpans = 3;
-
-struct Growth {
-  std::ptrdiff_t handles = 0;
-  std::ptrdiff_t blocks = 0;
-};
-
-std::ptrdiff_t Middle(std::array<std::ptrdiff_t, kSpans> values) {
-  std::sort(values.begin(), values.end());
-  return values[kSpans / 2];
-}
-
-// What `kLives` lives leave. Locks of the system and of the runtime make a handle when two threads
-// first meet there, at a moment of their own; that falls into one span, while what each life leaves
-// falls into every one. Failed expectations are written to standard output, so it is caught here
-// alone.
+// Failed expectations are written to standard output, so it is caught for all lives alone.
 template <typename Life>
-Growth GrowthOf(const Life& life) {
+Growth QuietGrowthOf(const Life& life) {
   const StreamCapture errors;
   const StreamCapture output(StreamCapture::Stream::kOutput);
-  for (std::size_t i = 0; i < kWarmUp; ++i) life();
-  std::array<std::ptrdiff_t, kSpans> handles;
-  std::array<std::ptrdiff_t, kSpans> blocks;
-  for (std::size_t span = 0; span < kSpans; ++span) {
-    const std::size_t handlesBefore = CountHandles();
-    const std::size_t blocksBefore = MeasureHeaps().blocks;
-    for (std::ptrdiff_t i = 0; i < kLives; ++i) life();
-    handles[span] = static_cast<std::ptrdiff_t>(CountHandles() - handlesBefore);
-    blocks[span] = static_cast<std::ptrdiff_t>(MeasureHeaps().blocks - blocksBefore);
-  }
-  return {Middle(handles), Middle(blocks)};
+  return GrowthOf(life);
 }
 
 class Balance : public testing::Test {
@@ -71,15 +41,15 @@ class BalanceOfSection : public Balance, public testing::WithParamInterface<Kept
 TEST_P(BalanceOfSection, IsWhatIsMeantToBeLeft) {
   const auto section = MakeSection(GetParam().section);
   section->Prepare(host.Module());
-  const Growth growth = GrowthOf([&] {
+  const Growth growth = QuietGrowthOf([&] {
     Report report;
     if (!section->CreatesLauncher()) host.Create();
     section->Run(host, report);
     host.Destroy();
   });
-  EXPECT_EQ(growth.handles, kLives * GetParam().handles);
+  EXPECT_EQ(growth.handles, kGrowthTimes * GetParam().handles);
   // Seven games with three blocks each.
-  EXPECT_EQ(growth.blocks, kLives * 21);
+  EXPECT_EQ(growth.blocks, kGrowthTimes * 21);
 }
 
 INSTANTIATE_TEST_SUITE_P(Sections, BalanceOfSection,
@@ -94,13 +64,13 @@ INSTANTIATE_TEST_SUITE_P(Sections, BalanceOfSection,
 
 TEST_F(Balance, ABatchWithoutAHelperLeavesItsPipe) {
   const HelperInstallation nothing(HelperInstallation::Helper::kNone);
-  const Growth growth = GrowthOf([&] {
+  const Growth growth = QuietGrowthOf([&] {
     host.Create();
     host->PingBatch(L"batch", nullptr, 0);
     host.Destroy();
   });
-  EXPECT_EQ(growth.handles, kLives);
-  EXPECT_EQ(growth.blocks, kLives * 21);
+  EXPECT_EQ(growth.handles, kGrowthTimes);
+  EXPECT_EQ(growth.blocks, kGrowthTimes * 21);
 }
 
 TEST_F(Balance, AnInstallationThatCannotBeReadLeavesItsKey) {
@@ -108,14 +78,14 @@ TEST_F(Balance, AnInstallationThatCannotBeReadLeavesItsKey) {
   RegistryFixture registry;
   registry.CreateKey(kInstallKey);
   registry.SetText(LR"(SOFTWARE\Ostrel)", L"ClientVersion", L"9.8");
-  const Growth growth = GrowthOf([&] {
+  const Growth growth = QuietGrowthOf([&] {
     host.Create();
     host->Launch(L"OSTREL-APP", L"", false, L"", L"", L"", L"");
     host.Destroy();
   });
   // And the store's key.
-  EXPECT_EQ(growth.handles, kLives * 2);
-  EXPECT_EQ(growth.blocks, kLives * 21);
+  EXPECT_EQ(growth.handles, kGrowthTimes * 2);
+  EXPECT_EQ(growth.blocks, kGrowthTimes * 21);
 }
 
 }  // namespace

@@ -56,12 +56,7 @@ HostileServer::HostileServer(DllHost& testedHost, std::uint64_t serverSeed)
 
 HostileServer::~HostileServer() {
   stops = true;
-  // A datagram of its own wakes it.
-  sockaddr_in self = {};
-  self.sin_family = AF_INET;
-  self.sin_port = htons(peer.Port());
-  self.sin_addr.s_addr = inet_addr("127.0.0.1");
-  peer.SendTo("stop", self);
+  peer.SendToItself("stop");
   thread.join();
 }
 

@@ -242,15 +242,22 @@ TEST(PingExchange, HelperIsStartedThroughTheShell) {
 TEST(PingExchange, PipeExistsBeforeTheHelperStarts) {
   DllHost host;
   bool offered = false;
+  bool offeredBeforeTheDirectoryIsRead = false;
   const PingHelper helper(host.Module(), PingReply({7}));
   FileStatusHook status(host.Module());
   IMPORT_HOOK(CreateNamedPipeW) creates(host.Module());
+  IMPORT_HOOK(GetEnvironmentVariableW)
+  variables(host.Module(), [&](const wchar_t* name, wchar_t* value, DWORD size) {
+    offeredBeforeTheDirectoryIsRead = creates.CallCount() == 1;
+    return variables.CallOriginal(name, value, size);
+  });
   status.SetReplacement([&](const wchar_t* path, struct _stat64* result) {
     offered = creates.CallCount() == 1;
     return status.CallOriginal(path, result);
   });
   EXPECT_EQ(PingOne(host), kSevenMsec);
   EXPECT_TRUE(offered);
+  EXPECT_TRUE(offeredBeforeTheDirectoryIsRead);
 }
 
 TEST(PingExchange, PipeIsDisconnectedAndClosedAfterTheReply) {
@@ -462,6 +469,23 @@ TEST(PingExchange, HelperPathIsBuiltFromTheDirectoryAsItStands) {
   pipe.TakePipe();
 }
 
+// Only whether something has the name is asked; what it is shows when it is started.
+TEST(PingExchange, DirectoryOfTheHelpersNameIsTried) {
+  DllHost host;
+  const HelperInstallation installation(HelperInstallation::Helper::kNone);
+  ASSERT_TRUE(CreateDirectoryW(installation.HelperPath().c_str(), nullptr));
+  const PipeCalls pipe(host.Module());
+  ShellRecorder shell(host.Module());
+  shell.Fail(5);
+  StreamCapture log;
+  EXPECT_EQ(PingOne(host), kNoTime);
+  log.Stop();
+  EXPECT_EQ(CountOf(log.Text(), "wstat of file"), 0U) << log.Text();
+  ASSERT_THAT(shell.Calls(), SizeIs(1));
+  EXPECT_EQ(shell.Calls()[0].file, installation.HelperPath());
+  pipe.TakePipe();
+}
+
 TEST(PingExchange, FailedStartIsNotLoggedAndLeavesThePipeOpen) {
   DllHost host;
   const HelperInstallation installation;
@@ -488,12 +512,14 @@ TEST(PingExchange, WithoutAPipeNameNothingIsStarted) {
   IMPORT_HOOK(StringFromGUID2) texts(host.Module());
   texts.FailAlways(0);
   IMPORT_HOOK(CreateNamedPipeW) creates(host.Module());
+  IMPORT_HOOK(GetEnvironmentVariableW) variables(host.Module());
   const HelperInstallation installation(HelperInstallation::Helper::kNone);
   const ShellRecorder shell(host.Module());
   StreamCapture log;
   EXPECT_EQ(PingOne(host), kNoTime);
   log.Stop();
   EXPECT_EQ(creates.CallCount(), 0U);
+  EXPECT_EQ(variables.CallCount(), 0U);
   EXPECT_THAT(shell.Calls(), IsEmpty());
   EXPECT_EQ(CountOf(log.Text(), "AppLauncher::PingThreadProc"), 0U) << log.Text();
 }
@@ -503,11 +529,13 @@ TEST(PingExchange, WithoutAPipeNothingIsStarted) {
   IMPORT_HOOK(CreateNamedPipeW) creates(host.Module());
   creates.FailAlways(INVALID_HANDLE_VALUE, ERROR_PIPE_BUSY);
   IMPORT_HOOK(CloseHandle) closes(host.Module());
+  IMPORT_HOOK(GetEnvironmentVariableW) variables(host.Module());
   const HelperInstallation installation(HelperInstallation::Helper::kNone);
   const ShellRecorder shell(host.Module());
   StreamCapture log;
   EXPECT_EQ(PingOne(host), kNoTime);
   log.Stop();
+  EXPECT_EQ(variables.CallCount(), 0U);
   EXPECT_THAT(shell.Calls(), IsEmpty());
   EXPECT_EQ(CountOf(log.Text(), "AppLauncher::PingThreadProc"), 0U) << log.Text();
   for (const auto& call : closes.Calls()) EXPECT_NE(std::get<0>(call), INVALID_HANDLE_VALUE);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tests/host/pipe_session.h"
+#include "tests/support/lock_probe.h"
 #include "tests/support/text.h"
 
 namespace test_support {
@@ -17,6 +18,7 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
@@ -204,7 +206,6 @@ TEST_F(PipeNotifier, PollingInsideACommandMayFindABadFrame) {
   EXPECT_EQ(Count(calls, "CloseHandle(pipe1)"), 1);
 }
 
-// The lost client is out of the way when the host hears of it.
 TEST_F(PipeNotifier, PollingWhenTheGameIsGoneReportsItOnce) {
   Connect();
   PollInEveryNotification();
@@ -214,10 +215,10 @@ TEST_F(PipeNotifier, PollingWhenTheGameIsGoneReportsItOnce) {
   EXPECT_EQ(TakeLog(), kLoss);
   EXPECT_EQ(Count(calls, "CloseHandle(pipe1)"), 1);
   EXPECT_EQ(Count(calls, "notify"), 1);
-  // One attempt by the poll inside, one by the poll outside.
+  // The poll inside leaves the attempt to the one outside.
   EXPECT_EQ(std::count_if(calls.begin(), calls.end(),
                           [](const std::string& call) { return call.starts_with("CreateFileA"); }),
-            2);
+            1);
 }
 
 TEST_F(PipeNotifier, PollingWhenTheGameIsGoneMayFindANewOne) {
@@ -227,13 +228,49 @@ TEST_F(PipeNotifier, PollingWhenTheGameIsGoneMayFindANewOne) {
   InNextNotification([this] { host->PollApps(); });
   const Calls calls = Poll();
   EXPECT_THAT(host.Drain(), ElementsAre(GameIsGone(), Ready()));
-  EXPECT_EQ(TakeLog(), std::string(kLoss) +
-                           "PellmarAppBase::Connect: Instance is running, we are done here\n");
+  EXPECT_EQ(TakeLog(), kLoss);
   EXPECT_EQ(Count(calls, "CloseHandle(pipe1)"), 1);
   EXPECT_EQ(Count(calls, "CloseHandle(pipe2)"), 0);
   pipe.TakeWritten();
   EXPECT_TRUE(Send(L"Z"));
   EXPECT_EQ(pipe.TakeWritten(), kZ);
+}
+
+// The connection is closed after the host has heard of the loss, not before.
+TEST_F(PipeNotifier, MaySendToTheGameThatIsGone) {
+  Connect();
+  bool sent = false;
+  InNextNotification([&] { sent = Send(L"Z"); });
+  pipe.FailRead(ERROR_BROKEN_PIPE);
+  const Calls calls = Poll();
+  EXPECT_TRUE(sent);
+  EXPECT_EQ(pipe.TakeWritten(), kZ);
+  EXPECT_THAT(TakeLog(), Not(HasSubstr("Not connected")));
+  EXPECT_LT(std::find(calls.begin(), calls.end(), "notify"),
+            std::find(calls.begin(), calls.end(), "CloseHandle(pipe1)"));
+  EXPECT_THAT(host.Drain(), ElementsAre(GameIsGone()));
+  EXPECT_FALSE(Send(L"Z"));
+}
+
+// Ready, a command and the loss are each told on the thread that polls, under the launcher's lock.
+TEST_F(PipeNotifier, IsCalledOnThePollingThreadUnderTheLock) {
+  host.Destroy();
+  const LockProbe lock(host.Module());
+  host.Create();
+  std::vector<bool> free;
+  std::vector<DWORD> threads;
+  host.Notifications().SetInsideCall([&] {
+    free.push_back(lock.IsFree());
+    threads.push_back(GetCurrentThreadId());
+  });
+  Connect();
+  pipe.CompleteRead(kX);
+  host->PollApps();
+  pipe.FailRead(ERROR_BROKEN_PIPE);
+  host->PollApps();
+  EXPECT_THAT(free, ElementsAre(false, false, false));
+  EXPECT_THAT(threads, testing::Each(GetCurrentThreadId()));
+  EXPECT_TRUE(lock.IsFree());
 }
 
 }  // namespace

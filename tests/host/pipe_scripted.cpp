@@ -171,6 +171,7 @@ BOOL ScriptedPipe::Reset(HANDLE event) {
 
 BOOL ScriptedPipe::Close(HANDLE handle) {
   if (IsOurs(handle)) {
+    if (insideClose) insideClose();
     Note("CloseHandle(" + Label(handle) + ")");
     labels.erase(handle);
   }

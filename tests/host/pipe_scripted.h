@@ -52,6 +52,8 @@ class ScriptedPipe {
 
   /// Run inside each call of WriteFile for the pipe.
   void OnWrite(std::function<void()> work) { insideWrite = std::move(work); }
+  /// Run inside each call of CloseHandle for the pipe or one of its events.
+  void OnClose(std::function<void()> work) { insideClose = std::move(work); }
 
   /// Adds a line of the test's own.
   void Note(const std::string& line) { calls.push_back(line); }
@@ -100,6 +102,7 @@ class ScriptedPipe {
   std::deque<ReadAnswer> reads;
   std::deque<DWORD> writes;
   std::function<void()> insideWrite;
+  std::function<void()> insideClose;
   Operation read;
   Operation write;
   std::vector<std::string> calls;

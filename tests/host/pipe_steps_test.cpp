@@ -188,6 +188,16 @@ TEST_F(PipeSteps, ReadsAreAlwaysOf4096Bytes) {
   }
 }
 
+TEST_F(PipeSteps, EveryReadGoesIntoTheSameMemory) {
+  Connect();
+  const void* const buffer = pipe.ReadBuffer();
+  for (int i = 0; i < 3; ++i) {
+    pipe.CompleteRead(kY);
+    host->PollApps();
+    EXPECT_EQ(pipe.ReadBuffer(), buffer);
+  }
+}
+
 TEST_F(PipeSteps, AnEmptyReadChangesNothing) {
   Connect();
   pipe.CompleteRead("");
@@ -420,6 +430,18 @@ TEST_F(PipeSteps, AWriteThatCompletesAtOnceIsDone) {
   EXPECT_EQ(pipe.TakeWritten(), kY);
 }
 
+// What is queued and what is written change places; nothing is copied.
+TEST_F(PipeSteps, WritesAlternateBetweenTwoBlocksOfMemory) {
+  Connect();
+  std::vector<const void*> buffers;
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_TRUE(Send(L"X"));
+    buffers.push_back(pipe.WriteBuffer());
+  }
+  EXPECT_NE(buffers[0], buffers[1]);
+  EXPECT_THAT(buffers, ElementsAre(buffers[0], buffers[1], buffers[0], buffers[1]));
+}
+
 TEST_F(PipeSteps, WhileAWriteIsOutstandingCommandsOnlyQueue) {
   Connect();
   pipe.NextWriteStaysOutstanding();
@@ -540,6 +562,70 @@ TEST_F(PipeSteps, OutstandingOperationsDoNotHoldUpTheEnd) {
   EXPECT_EQ(host.Notifications().CallCount(), 1);  // "READY"
 }
 
+// What the system is asked to convert, with the sizes that it is told.
+struct Conversion {
+  UINT codePage;
+  DWORD flags;
+  std::string text;
+  int size;
+  int capacity;
+
+  bool operator==(const Conversion&) const = default;
+};
+
+void PrintTo(const Conversion& conversion, std::ostream* out) {
+  *out << conversion.codePage << ' ' << conversion.flags << " \"" << conversion.text << "\" "
+       << conversion.size << " into " << conversion.capacity;
+}
+
+TEST_F(PipeSteps, EachTextOfACommandIsConvertedByTheSystem) {
+  Connect();
+  std::vector<Conversion> conversions;
+  IMPORT_HOOK(MultiByteToWideChar)
+  hook(host.Module(),
+       [&](UINT codePage, DWORD flags, const char* bytes, int size, wchar_t* wide, int capacity) {
+         conversions.push_back({codePage, flags, bytes, size, capacity});
+         return hook.CallOriginal(codePage, flags, bytes, size, wide, capacity);
+       });
+  pipe.CompleteRead(kY + RawBytes("KE\x0E\0\x02\xC3\xA4\x05\0\xC3\xB6 \xC3\xBC") + kX);
+  host->PollApps();
+  EXPECT_THAT(
+      conversions,
+      ElementsAre(Conversion{CP_UTF8, 0, "Y", 2, 3}, Conversion{CP_UTF8, 0, "1", 2, 3},
+                  Conversion{CP_UTF8, 0, "2", 2, 3}, Conversion{CP_UTF8, 0, "\xC3\xA4", 3, 4},
+                  Conversion{CP_UTF8, 0, "\xC3\xB6", 3, 4},
+                  Conversion{CP_UTF8, 0, "\xC3\xBC", 3, 4}, Conversion{CP_UTF8, 0, "X", 2, 3},
+                  Conversion{CP_UTF8, 0, "", 1, 2}));
+  EXPECT_THAT(
+      host.Drain(),
+      ElementsAre(kYEvent, Event{L"SOLANO-GAME", L"\u00E4", {L"\u00F6", L"\u00FC"}}, kXEvent));
+}
+
+TEST_F(PipeSteps, OnlyAnAttemptConvertsThePath) {
+  std::vector<std::wstring> paths;
+  IMPORT_HOOK(WideCharToMultiByte)
+  hook(host.Module(), [&](UINT codePage, DWORD flags, const wchar_t* wide, int size, char* bytes,
+                          int capacity, const char* defaultChar, BOOL* usedDefault) {
+    EXPECT_EQ(codePage, UINT{CP_UTF8});
+    EXPECT_EQ(flags, 0U);
+    paths.emplace_back(wide);
+    EXPECT_EQ(size, static_cast<int>(paths.back().size()) + 1);
+    EXPECT_EQ(capacity, static_cast<int>(paths.back().size()) * 8 + 1);
+    EXPECT_EQ(defaultChar, nullptr);
+    EXPECT_EQ(usedDefault, nullptr);
+    return hook.CallOriginal(codePage, flags, wide, size, bytes, capacity, defaultChar,
+                             usedDefault);
+  });
+  pipe.Offer();
+  host->PollApps();
+  EXPECT_EQ(paths.size(), 7U);
+  EXPECT_THAT(paths, testing::Contains(LR"(\\.\pipe\solano_pellmar)"));
+  paths.clear();
+  host->PollApps();
+  EXPECT_EQ(paths.size(), 6U);
+  EXPECT_THAT(paths, Not(testing::Contains(LR"(\\.\pipe\solano_pellmar)")));
+}
+
 // The lines about pipes among those of the launcher's end.
 std::vector<std::string> PipeLines(const std::string& text) {
   std::vector<std::string> lines = Lines(text);
@@ -557,6 +643,34 @@ TEST_F(PipeSteps, TheEndOfAConnectionIsLogged) {
   ASSERT_EQ(lines[0].size(), beginning.size() + 16 + middle.size() + 16);
   EXPECT_EQ(lines[0].substr(0, beginning.size()), beginning);
   EXPECT_EQ(lines[0].substr(beginning.size() + 16, middle.size()), middle);
+}
+
+TEST_F(PipeSteps, TheEndIsLoggedBeforeThePipeIsClosed) {
+  Connect();
+  std::vector<std::string> lines;
+  pipe.OnClose([&] {
+    for (std::string& line : PipeLines(TakeLog())) lines.push_back(std::move(line));
+    pipe.Note(std::to_string(lines.size()));
+  });
+  host.Destroy();
+  EXPECT_THAT(pipe.TakeCalls(), ElementsAre("1", "CloseHandle(pipe1)", "1", "CloseHandle(event2)",
+                                            "1", "CloseHandle(event1)"));
+}
+
+// The line about a command and the one about the end name the same object.
+TEST_F(PipeSteps, LinesOfOneApplicationNameTheSameInstance) {
+  Connect();
+  pipe.CompleteRead(kX);
+  host->PollApps();
+  const std::string posting = "GenericPellmarCommand::execute: Posting event to instance ";
+  const std::string text = TakeLog();
+  const std::size_t begin = text.find(posting);
+  ASSERT_NE(begin, std::string::npos);
+  const std::string instance = text.substr(begin + posting.size(), 16);
+  host.Destroy();
+  const std::vector<std::string> lines = PipeLines(TakeLog());
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_THAT(lines[0], testing::EndsWith(" from instance " + instance));
 }
 
 TEST_F(PipeSteps, WithoutAConnectionTheEndIsSilent) {

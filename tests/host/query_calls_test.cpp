@@ -117,10 +117,17 @@ class FakeSockets {
   std::vector<std::string> datagrams = {BytesOf("\xA0\xB0\xC0\xD0"), SmallResponse()};
   int receiveFailure = -1;
 
+  /// Adds a call of another function.
+  void Note(const std::string& call) {
+    AddLines();
+    trace.push_back(call);
+  }
+
   /// Runs one query to its end. The calls and lines behind the first `skipped`.
   std::vector<std::string> Query(DllHost& host, std::size_t skipped = 0,
-                                 const wchar_t* gameIdText = L"1") {
-    host->QueryServer(L"request", L"text", gameIdText, L"127.0.0.2", 4660);
+                                 const wchar_t* gameIdText = L"1",
+                                 const wchar_t* address = L"127.0.0.2") {
+    host->QueryServer(L"request", L"text", gameIdText, address, 4660);
     host->WaitForThreads();
     AddLines();
     if (skipped > trace.size()) return {"<fewer calls and lines>"};
@@ -132,10 +139,6 @@ class FakeSockets {
     const std::string text = log.Text(mark);
     mark += text.size();
     for (const std::string& line : Lines(text)) trace.push_back(line);
-  }
-  void Note(const std::string& call) {
-    AddLines();
-    trace.push_back(call);
   }
   template <typename Value>
   static Value Next(std::vector<Value>& script) {
@@ -206,6 +209,81 @@ class QueryCalls : public testing::Test {
 TEST_F(QueryCalls, OfAQueryThatGoesWell) {
   EXPECT_THAT(sockets.Query(host), ElementsAreArray(kGoodQuery));
   ExpectResult(SmallResponseJson());
+}
+
+// The address becomes narrow text before there is a socket, and a number behind the line that names it.
+TEST_F(QueryCalls, AddressAndPortAreReadForTheConnection) {
+  IMPORT_HOOK(WideCharToMultiByte)
+  narrowings(host.Module(),
+             [&](UINT codePage, DWORD flags, const wchar_t* wide, int size, char* bytes,
+                 int capacity, const char* defaultChar, BOOL* usedDefault) {
+               sockets.Note("WideCharToMultiByte(" + Narrow(wide) + ")");
+               return narrowings.CallOriginal(codePage, flags, wide, size, bytes, capacity,
+                                              defaultChar, usedDefault);
+             });
+  IMPORT_HOOK(inet_addr)
+  addresses(host.Module(), [&](const char* text) {
+    sockets.Note("inet_addr(" + std::string(text) + ")");
+    return addresses.CallOriginal(text);
+  });
+  IMPORT_HOOK(htons)
+  ports(host.Module(), [&](u_short port) {
+    sockets.Note("htons(" + std::to_string(port) + ")");
+    return ports.CallOriginal(port);
+  });
+  const std::vector<std::string> calls = sockets.Query(host);
+  ASSERT_GE(calls.size(), 7U);
+  EXPECT_EQ(calls[0], "WideCharToMultiByte(127.0.0.2)");
+  EXPECT_EQ(calls[1], kGoodQuery[0]);
+  EXPECT_EQ(calls[2], kGoodQuery[1]);
+  EXPECT_EQ(calls[3], kGoodQuery[2]);
+  EXPECT_THAT(std::vector(calls.begin() + 4, calls.begin() + 6),
+              testing::UnorderedElementsAre("inet_addr(127.0.0.2)", "htons(4660)"));
+  EXPECT_EQ(calls[6], kGoodQuery[3]);
+}
+
+// Whatever the system takes for a dotted address.
+TEST_F(QueryCalls, AddressIsReadByTheSystem) {
+  const std::vector<std::string> calls = sockets.Query(host, 0, L"1", L"127.1");
+  EXPECT_THAT(calls, testing::Contains(
+                         "AppLauncher::QueryThreadProc: Sending query challenge to 127.1:4660"));
+  EXPECT_THAT(calls, testing::Contains("connect(77, family 2, 127.0.0.1:4660, 16)"));
+}
+
+TEST_F(QueryCalls, EachTextOfAResponseIsConvertedByTheSystem) {
+  std::vector<std::string> conversions;
+  IMPORT_HOOK(MultiByteToWideChar)
+  widenings(host.Module(), [&](UINT codePage, DWORD flags, const char* bytes, int size,
+                               wchar_t* wide, int capacity) {
+    conversions.push_back(std::to_string(codePage) + " " + std::to_string(flags) + " '" + bytes +
+                          "' " + std::to_string(size) + " into " + std::to_string(capacity));
+    return widenings.CallOriginal(codePage, flags, bytes, size, wide, capacity);
+  });
+  sockets.datagrams[1] = BytesOf(
+      "\x03"
+      "\0\0\0\0\0\0\0\x2A"  // game identifier
+      "\x01"
+      "C"     // mode
+      "\x05"  // map variant
+      "\0"    // no section
+      "\x04"
+      "MP_1"                // map
+      "\x20\x01"            // most players, waiting players
+      "\0"                  // one team
+      "\x01"                // of one player
+      "\0\0\0\0\0\0\0\x09"  // the player's identifier
+      "\x03"
+      "Ann"       // name
+      "\0"        // tag
+      "\x0C"      // rank
+      "\0\0\0\0"  // score
+      "\0\0"      // kills
+      "\0\0"      // deaths
+      "\0");      // squad
+  sockets.Query(host);
+  EXPECT_THAT(conversions, ElementsAre("65001 0 'C' 2 into 3", "65001 0 'MP_1' 5 into 6",
+                                       "65001 0 'Ann' 4 into 5", "65001 0 '' 1 into 2"));
+  EXPECT_EQ(StatusOf(host.WaitForEvent(L"QueryServerResult")), L"SUCCESS");
 }
 
 TEST_F(QueryCalls, SocketIsClosedBeforeTheResponseIsDecoded) {
@@ -364,6 +442,16 @@ TEST_F(QueryCalls, TimeoutOfTheResponse) {
   ExpectResult(JsonWithoutData(L"ERROR_SELECT_FAILED_OR_TIMEDOUT"));
 }
 
+TEST_F(QueryCalls, SelectMustTellExactlyOneSocketForTheResponse) {
+  sockets.selectResults[1] = 2;
+  EXPECT_THAT(sockets.Query(host, kUpToSecondSelect),
+              ElementsAre("WSAGetLastError()",
+                          "AppLauncher::QueryThreadProc: select (of query response) failed with "
+                          "result 2 00002745",
+                          "closesocket(77)"));
+  ExpectResult(JsonWithoutData(L"ERROR_SELECT_FAILED_OR_TIMEDOUT"));
+}
+
 TEST_F(QueryCalls, FailedReceiveOfTheResponse) {
   sockets.datagrams[1] = "";
   EXPECT_THAT(sockets.Query(host, kUpToSecondReceive),
@@ -399,11 +487,13 @@ TEST(QueryWithoutASocket, FailsToBind) {
   DllHost host;
   IMPORT_HOOK(socket) sockets(host.Module());
   sockets.FailAlways(INVALID_SOCKET);
+  IMPORT_HOOK(connect) connects(host.Module());
   StreamCapture log;
   host->QueryServer(L"request", L"text", L"1", L"127.0.0.1", 9);
   host->WaitForThreads();
   log.Stop();
   EXPECT_EQ(log.Text(), "AppLauncher::QueryThreadProc: bind() failed with 00002736\n");
+  EXPECT_EQ(connects.CallCount(), 0U);
   EXPECT_THAT(
       host.Drain(),
       ElementsAre(Event{L"request", L"QueryServerResult", {L"text", JsonWithoutData(L"")}}));

@@ -128,7 +128,7 @@ TEST(QueryExchange, ServerStateReachesTheHost) {
       "\x0A"                              // version
       "\x03"                              // server state: a round is on
       "\x02"                              // platform
-      "\x01\x02\x03\x04\x05\x06\x07\x08"  // persisted identifier, part 1
+      "\x01\x02\x03\x04\x05\x06\x07\x08"  // first half of the persisted identifier
       "\x00\x00\x00\x00\x00\x00\x00\x09"  // part 2
       "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"  // game identifier
       "\x09"
@@ -254,6 +254,8 @@ TEST(QueryExchange, GameIdIsReadByTheRuntimesScan) {
       {L"  7", BytesOf("\x00\x00\x00\x00\x00\x00\x00\x07"), "0000000000000007"},
       {L"\t\n8 9", BytesOf("\x00\x00\x00\x00\x00\x00\x00\x08"), "0000000000000008"},
       {L"0010", BytesOf("\x00\x00\x00\x00\x00\x00\x00\x0A"), "000000000000000a"},
+      {L"+5", BytesOf("\x00\x00\x00\x00\x00\x00\x00\x05"), "0000000000000005"},
+      {L"-1", BytesOf("\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"), "ffffffffffffffff"},
       {L"0x1F", BytesOf("\x00\x00\x00\x00\x00\x00\x00\x00"), "0000000000000000"},
   };
   for (const GameIdCase& test : cases) {
@@ -273,6 +275,27 @@ TEST(QueryExchange, GameIdIsReadByTheRuntimesScan) {
     ASSERT_TRUE(outcome.event);
     EXPECT_EQ(outcome.event->arg[1], SmallResponseJson());
   }
+}
+
+// The status of the unknown mode gives way to that of the response's end.
+TEST(QueryExchange, UnknownModeThatIsCutShort) {
+  const Outcome outcome = Query(L"1", kChallenge,
+                                BytesOf("\x03"
+                                        "\0\0\0\0\0\0\0\x2A"  // game identifier
+                                        "\x05"
+                                        "Chess"
+                                        "\x04"         // map variant
+                                        "\x03"         // a section of three bytes
+                                        "\x01\x02"));  // of which two have come
+  EXPECT_EQ(StatusOf(outcome.event), L"ERROR_MARSHALLING_EXCEPTION");
+  ASSERT_TRUE(outcome.event);
+  EXPECT_NE(outcome.event->arg[1].find(L"\n  \"gameMode\": \"Chess\", \n"), std::wstring::npos);
+  EXPECT_THAT(outcome.log,
+              HasSubstr("AppLauncher::QueryParseResponse: UNKNOWN_GAME_MODE: Chess\n"
+                        "NetMessage::SegmentRead: Attempting read 1 bytes from offset 19 from "
+                        "stream of 19 bytes\n"
+                        "AppLauncher::QueryThreadWrap: Query request text (1) failed with "
+                        "exception\n"));
 }
 
 TEST(QueryExchange, GameIdThatIsNoNumberSendsNothing) {

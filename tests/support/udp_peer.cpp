@@ -18,7 +18,6 @@ UdpPeer::UdpPeer(const char* address) {
   WSADATA data;
   if (WSAStartup(MAKEWORD(2, 2), &data) != 0) ThrowSocketError("WSAStartup");
   socket = ::socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
-  sockaddr_in bound = {};
   bound.sin_family = AF_INET;
   bound.sin_addr.s_addr = inet_addr(address);
   int size = sizeof(bound);
@@ -26,7 +25,6 @@ UdpPeer::UdpPeer(const char* address) {
       getsockname(socket, reinterpret_cast<sockaddr*>(&bound), &size) != 0) {
     ThrowSocketError("a UDP socket of a test");
   }
-  port = ntohs(bound.sin_port);
 }
 
 UdpPeer::~UdpPeer() {
@@ -58,5 +56,7 @@ void UdpPeer::SendTo(const std::string& bytes, const sockaddr_in& receiver) cons
     ThrowSocketError("sendto");
   }
 }
+
+void UdpPeer::SendToItself(const std::string& bytes) const { SendTo(bytes, bound); }
 
 }  // namespace test_support

@@ -22,14 +22,16 @@ class UdpPeer {
   UdpPeer& operator=(const UdpPeer&) = delete;
   ~UdpPeer();
 
-  unsigned short Port() const { return port; }
+  unsigned short Port() const { return ntohs(bound.sin_port); }
   /// The next datagram, or nothing when none came in time.
   std::optional<Datagram> Receive(unsigned int timeoutMs) const;
   void SendTo(const std::string& bytes, const sockaddr_in& receiver) const;
+  /// Lets a `Receive` on another thread return.
+  void SendToItself(const std::string& bytes) const;
 
  private:
   SOCKET socket = INVALID_SOCKET;
-  unsigned short port = 0;
+  sockaddr_in bound = {};
 };
 
 }  // namespace test_support

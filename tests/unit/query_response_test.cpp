@@ -856,6 +856,61 @@ TEST(QueryResponseTeams, PlayersThatDoNotMatchTheirCount) {
             "doesn't match number of players parsed (0 != 2)\n");
 }
 
+TEST(QueryResponseTeams, ReadingEndsAtTheTeamWhosePlayersDoNotMatch) {
+  LogCapture log;
+  Decoded decoded;
+  decoded.result.teams.resize(3);
+  decoded.result.teams[1].players.resize(2);
+  // Its player is not in the response.
+  decoded.result.teams[2].playerCount = 1;
+  DecodeInto(decoded, Join({kHeader, ModeAndSection("C", 0, {}), kTail}));
+  EXPECT_FALSE(decoded.cutShort);
+  EXPECT_EQ(decoded.result.status, L"ERROR_MARSHALLING_TEAMS_AND_PLAYERS");
+  EXPECT_EQ(decoded.result.teams[2].players.size(), 0U);
+  EXPECT_EQ(log.Take(),
+            "AppLauncher::QueryParseResponse: Marshalling error, number of players in team 1 "
+            "doesn't match number of players parsed (0 != 2)\n");
+}
+
+// The texts of all players stand one behind the other in memory.
+TEST(QueryResponseTexts, PlayersTextsOfOtherLengthsThanTheirBytes) {
+  const Bytes numbers{
+      0x00, 0x01,              // rank
+      0x00, 0x00, 0x00, 0x02,  // score
+      0x00, 0x03,              // kills
+      0x00, 0x04,              // deaths
+      0x05,                    // squad
+      0x06,                    // role
+  };
+  const Bytes identifier{0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x10, 0x01};
+  const Bytes response = Join({kHeader,
+                               ModeAndSection("C", 0, {}),
+                               {
+                                   0x01, 'M',   // currentMap
+                                   0x40, 0x07,  // maxPlayers, waitingPlayers
+                                   0x00,        // one team
+                                   0x02,        // of two players
+                               },
+                               identifier,
+                               {0x09, 'A', 'n', 'n', 'a', 0x00, 'B', 'e', 'r', 't'},
+                               {0x03, 'a', 0xFF, 'b'},
+                               numbers,
+                               identifier,
+                               {0x02, 0x00, 'x'},
+                               {0x02, 'Z', 'Z'},
+                               numbers});
+  const Decoded decoded = Decode(response);
+  EXPECT_FALSE(decoded.cutShort);
+  EXPECT_EQ(decoded.consumed, response.size());
+  ASSERT_EQ(decoded.result.teams.size(), 1U);
+  const auto& players = decoded.result.teams[0].players;
+  ASSERT_EQ(players.size(), 2U);
+  EXPECT_EQ(players[0].name, L"Anna");
+  EXPECT_EQ(players[0].tag, L"a\uFFFDb");
+  EXPECT_EQ(players[1].name, L"");
+  EXPECT_EQ(players[1].tag, L"ZZ");
+}
+
 TEST(QueryResponseTexts, ZeroEndsATextAndNotItsReading) {
   const Decoded decoded = Decode(Join({kHeader,
                                        {

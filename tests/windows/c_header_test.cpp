@@ -4,12 +4,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <type_traits>
 
 #include "launcher/launcher.h"
 // launcher.h first.
 #include "launcher/launcher_c.h"
+#include "tests/support/slot_of.h"
 
 namespace {
 
@@ -55,14 +55,7 @@ struct FunctionInC<Result (Object::*)(Arguments...)> {
                                               typename InC<Arguments>::type...);
 };
 
-// This compiler stores a pointer to a virtual member as the offset in the table plus one.
-template <typename Member>
-std::size_t SlotOf(Member member) {
-  std::uintptr_t encoded = 0;
-  static_assert(sizeof(member) >= sizeof(encoded));
-  std::memcpy(&encoded, &member, sizeof(encoded));
-  return (encoded - 1) / sizeof(void*);
-}
+using test_support::SlotOf;
 
 #define EXPECT_SAME_SLOT(Interface, slots_type, name, number)                                      \
   do {                                                                                             \

@@ -10,6 +10,7 @@
 #include "gamepipe/pellmar_app_base.h"
 #include "tests/support/log_of.h"
 #include "tests/support/process_snapshot.h"
+#include "tests/support/slot_of.h"
 #include "tests/support/text.h"
 #include "tests/windows/pipe_game_end.h"
 
@@ -58,6 +59,14 @@ class TestApp final : public PellmarAppBase {
 
 static_assert(std::has_virtual_destructor_v<PellmarAppBase>);
 static_assert(std::is_abstract_v<PellmarAppBase>);
+
+// Behind the destructors, in this order.
+TEST(PellmarSlots, AreWhereTheClassesOfGamesHaveThem) {
+  EXPECT_EQ(test_support::SlotOf(&PellmarAppBase::QueueEvent), 2U);
+  EXPECT_EQ(test_support::SlotOf(&vorn::PellmarCommand::isQuery), 2U);
+  EXPECT_EQ(test_support::SlotOf(&vorn::PellmarCommand::isReply), 3U);
+  EXPECT_EQ(test_support::SlotOf(&vorn::PellmarCommand::execute), 4U);
+}
 
 class PellmarAppBaseTest : public testing::Test {
  protected:

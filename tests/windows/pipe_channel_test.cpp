@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-#include "tests/support/process_snapshot.h"
+#include "tests/support/growth.h"
 #include "tests/windows/pipe_game_end.h"
 
 namespace launcher {
@@ -183,21 +183,15 @@ TEST_F(PipeChannelTest, LeavesNothingBehindInTheEnd) {
     ASSERT_EQ(outstanding->Open(R"(\\.\pipe\launcher_windows_tests_lazy)"), DWORD{ERROR_SUCCESS});
     EXPECT_EQ(outstanding->PumpRead(), 0U);
     EXPECT_TRUE(outstanding->Send(PellmarCommand("Big", std::string(50000, 'b'))));
+    const std::weak_ptr<PipeChannel> kept = outstanding;
     PipeChannel::Destroy(std::move(outstanding));
+    // Every other one that ends frees those which the system is done with.
+    ASSERT_TRUE(StepUntil([&] { PipeChannel::Destroy(std::make_shared<PipeChannel>(handler)); },
+                          [&] { return kept.expired(); }));
   };
-  // Frees what the system is done with.
-  const auto destroyAnother = [&] { PipeChannel::Destroy(std::make_shared<PipeChannel>(handler)); };
-  openAndDestroy();
-  destroyAnother();
-  const std::size_t handles = test_support::CountHandles();
-  const std::size_t blocks = test_support::MeasureHeaps().blocks;
-  constexpr std::size_t kRounds = 20;
-  for (std::size_t i = 0; i < kRounds; ++i) openAndDestroy();
-  // One of each round would be a leak; the system makes a few things of its own on the way, once.
-  EXPECT_TRUE(StepUntil(destroyAnother,
-                        [&] { return test_support::MeasureHeaps().blocks < blocks + kRounds; }))
-      << test_support::MeasureHeaps().blocks << " blocks, " << blocks << " before";
-  EXPECT_LT(test_support::CountHandles(), handles + kRounds);
+  const test_support::Growth growth = test_support::GrowthOf(openAndDestroy);
+  EXPECT_EQ(growth.handles, 0);
+  EXPECT_EQ(growth.blocks, 0);
 }
 
 }  // namespace
