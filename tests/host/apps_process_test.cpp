@@ -112,24 +112,27 @@ TEST_F(AppsProcess, RealProcessIsFoundUnderEitherName) {
   EXPECT_FALSE(host->IsRunning(kBrennaId));
 }
 
-TEST_F(AppsProcess, KillEndsTheFirstMatchAlone) {
-  const FakeProcessList processes(host.Module(),
-                                  {{4, L"a.exe"}, {100, L"ag4_x86.exe"}, {200, L"ag4.exe"}});
+TEST_F(AppsProcess, KillEndsTheFirstMatchAloneWhateverTheFlag) {
   const HANDLE process = reinterpret_cast<HANDLE>(static_cast<UINT_PTR>(0x7FFFFFF5));
-  IMPORT_HOOK(OpenProcess) opens(host.Module(), [&](DWORD, BOOL, DWORD) { return process; });
-  IMPORT_HOOK(TerminateProcess) ends(host.Module(), [](HANDLE, UINT) { return TRUE; });
-  bool killed = false;
-  const std::string log = LogOf([&] { killed = host->Kill(kBrennaId, false); });
-  EXPECT_TRUE(killed);
-  EXPECT_EQ(log, kProbeLines +
-                     "BaseApp::IsProcessesRunning: Comparing a.exe with ag4.exe\n"
-                     "BaseApp::IsProcessesRunning: Comparing a.exe with ag4_x86.exe\n"
-                     "BaseApp::IsProcessesRunning: Comparing ag4_x86.exe with ag4.exe\n"
-                     "BaseApp::IsProcessesRunning: Comparing ag4_x86.exe with ag4_x86.exe\n"
-                     "BaseApp::IsProcessesRunning: Found match, game is running\n");
-  EXPECT_THAT(opens.Calls(), ElementsAre(std::tuple(1U, FALSE, 100U)));
-  EXPECT_THAT(ends.Calls(), ElementsAre(std::tuple(process, 0xFFFF8597U)));
-  EXPECT_THAT(processes.OtherCloses(), ElementsAre(process));
+  for (const bool flag : {false, true}) {
+    const FakeProcessList processes(host.Module(),
+                                    {{4, L"a.exe"}, {100, L"ag4_x86.exe"}, {200, L"ag4.exe"}});
+    IMPORT_HOOK(OpenProcess) opens(host.Module(), [&](DWORD, BOOL, DWORD) { return process; });
+    IMPORT_HOOK(TerminateProcess) ends(host.Module(), [](HANDLE, UINT) { return TRUE; });
+    bool killed = false;
+    const std::string log = LogOf([&] { killed = host->Kill(kBrennaId, flag); });
+    EXPECT_TRUE(killed) << flag;
+    EXPECT_EQ(log, kProbeLines +
+                       "BaseApp::IsProcessesRunning: Comparing a.exe with ag4.exe\n"
+                       "BaseApp::IsProcessesRunning: Comparing a.exe with ag4_x86.exe\n"
+                       "BaseApp::IsProcessesRunning: Comparing ag4_x86.exe with ag4.exe\n"
+                       "BaseApp::IsProcessesRunning: Comparing ag4_x86.exe with ag4_x86.exe\n"
+                       "BaseApp::IsProcessesRunning: Found match, game is running\n")
+        << flag;
+    EXPECT_THAT(opens.Calls(), ElementsAre(std::tuple(1U, FALSE, 100U))) << flag;
+    EXPECT_THAT(ends.Calls(), ElementsAre(std::tuple(process, 0xFFFF8597U))) << flag;
+    EXPECT_THAT(processes.OtherCloses(), ElementsAre(process)) << flag;
+  }
 }
 
 TEST_F(AppsProcess, KillSucceedsEvenWhenTheProcessCannotBeEnded) {

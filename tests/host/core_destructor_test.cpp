@@ -6,9 +6,12 @@
 #include <objbase.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <memory>
 #include <set>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "tests/support/dll_host.h"
 #include "tests/support/environment_variable.h"
@@ -240,6 +243,50 @@ TEST(CoreDestructor, DeletesTheLockThatTheConstructorMadeAtTheEnd) {
   host.Destroy();
   // After the line of the creation, that of the destruction and those of eight applications.
   EXPECT_THAT(deleted, ElementsAre(std::make_pair(lock, std::size_t{10})));
+}
+
+// Events that nobody fetched go after the applications, from the oldest on, while there is a lock.
+TEST(CoreDestructor, DiscardsTheEventsBetweenTheApplicationsAndTheLock) {
+  DllHost host;
+  std::vector<const void*> events;
+  {
+    ImportHook<"malloc", void*(std::size_t)> allocations(host.Module());
+    allocations.SetReplacement([&](std::size_t size) {
+      void* const block = allocations.CallOriginal(size);
+      events.push_back(block);
+      return block;
+    });
+    host.Post(L"s", L"first");
+    host.Post(L"s", L"second");
+  }
+  // An event is one block.
+  ASSERT_THAT(events, SizeIs(2));
+  std::vector<std::string> steps;
+  IMPORT_HOOK(WriteFile)
+  writes(host.Module(),
+         [&](HANDLE, const void* bytes, DWORD size, DWORD* written, OVERLAPPED*) -> WINBOOL {
+           // The name of the function that writes it.
+           const std::string line(static_cast<const char*>(bytes), size);
+           steps.push_back(line.substr(0, line.find(' ')));
+           *written = size;
+           return TRUE;
+         });
+  IMPORT_HOOK(free) frees(host.Module());
+  frees.SetReplacement([&](void* block) {
+    const auto event = std::find(events.begin(), events.end(), block);
+    if (event != events.end()) steps.push_back("event " + std::to_string(event - events.begin()));
+    frees.CallOriginal(block);
+  });
+  IMPORT_HOOK(DeleteCriticalSection) deletes(host.Module());
+  deletes.SetReplacement([&](CRITICAL_SECTION* section) {
+    steps.emplace_back("lock");
+    deletes.CallOriginal(section);
+  });
+  host.Destroy();
+  const std::string application = "BaseApp::~BaseApp:";
+  EXPECT_THAT(steps, ElementsAre("AppLauncher::~AppLauncher:", application, application,
+                                 application, application, application, application, application,
+                                 application, "event 0", "event 1", "lock"));
 }
 
 // Seven games in the order of their identifiers, which is not that of their creation. All are

@@ -298,6 +298,23 @@ TEST(CoreEvents, FetchingTakesTheLockOnceAndLeavesItFree) {
   EXPECT_EQ(probe.EnteredBy(own), before + 3);
 }
 
+TEST(CoreEvents, AreBuiltBeforeTheLockIsTaken) {
+  DllHost host(DllHost::Creation::kLater);
+  const LockProbe probe(host.Module());
+  host.Create();
+  const DWORD own = GetCurrentThreadId();
+  // How often the lock had been entered at each allocation.
+  std::vector<std::size_t> entered;
+  ImportHook<"malloc", void*(std::size_t)> allocations(host.Module());
+  allocations.SetReplacement([&](std::size_t size) {
+    entered.push_back(probe.EnteredBy(own));
+    return allocations.CallOriginal(size);
+  });
+  host.Post(L"source", L"name", L"argument");
+  EXPECT_THAT(entered, ElementsAre(0u));
+  EXPECT_EQ(probe.EnteredBy(own), 1u);
+}
+
 // Eight posters and a reader: nothing is lost, each poster's events keep their order, and the order
 // of fetching is the order in which the notifier was told.
 TEST(CoreEvents, OfEightThreadsComeInTheOrderOfTheirNotifications) {

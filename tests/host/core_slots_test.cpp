@@ -1,7 +1,13 @@
 // The slot order, called by number as a host of another compiler does.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstddef>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 #include "tests/support/allocation_tracker.h"
 #include "tests/support/dll_host.h"
@@ -9,6 +15,8 @@
 
 namespace test_support {
 namespace {
+
+using testing::ElementsAre;
 
 // What stands in a slot of the object's first table.
 template <typename Function>
@@ -21,6 +29,38 @@ using TextSlot = Text (*)(void*);
 using IdToBool = bool (*)(void*, Text);
 using IdToString = void* (*)(void*, Text);
 using DestroySlot = void* (*)(void*, unsigned int);
+
+// A call of a slot: its number, the object and the flags.
+using SlotCall = std::tuple<std::size_t, void*, unsigned int>;
+
+// An object of the test's own whose slots only note their calls. At most one of a size at a time.
+template <std::size_t slotCount>
+class NotingObject {
+ public:
+  NotingObject() { calls.clear(); }
+  NotingObject(const NotingObject&) = delete;
+  NotingObject& operator=(const NotingObject&) = delete;
+
+  void* Address() { return &table; }
+  const std::vector<SlotCall>& Calls() const { return calls; }
+
+ private:
+  template <std::size_t number>
+  static void* Note(void* object, unsigned int flags) {
+    calls.emplace_back(number, object, flags);
+    return object;
+  }
+
+  template <std::size_t... numbers>
+  static std::array<DestroySlot, slotCount> MakeSlots(std::index_sequence<numbers...>) {
+    return {&Note<numbers>...};
+  }
+
+  static inline std::vector<SlotCall> calls;
+
+  std::array<DestroySlot, slotCount> slots = MakeSlots(std::make_index_sequence<slotCount>());
+  const DestroySlot* table = slots.data();
+};
 
 class CoreSlots : public testing::Test {
  protected:
@@ -72,6 +112,12 @@ TEST_F(CoreSlots, Slot3FreesTheString) {
   ASSERT_TRUE(memory.IsOutstanding(string));
   EXPECT_EQ(Take(string), L"162");
   EXPECT_EQ(memory.Outstanding(), 0u);
+}
+
+TEST_F(CoreSlots, Slot3CallsSlot1OfTheStringWithBit0SetAndNothingElse) {
+  NotingObject<2> string;
+  Slot<void (*)(void*, void*)>(Object(), 3)(Object(), string.Address());
+  EXPECT_THAT(string.Calls(), ElementsAre(SlotCall(1U, string.Address(), 1U)));
 }
 
 TEST_F(CoreSlots, Slots4And5WaitForAPingBatch) {
@@ -156,6 +202,13 @@ TEST(CoreDestroySlot, DestroysTheLauncherAndFreesItWhenBit0IsSet) {
   EXPECT_EQ(Slot<DestroySlot>(launcher, 18)(launcher, 0), launcher);
   EXPECT_TRUE(memory.IsOutstanding(launcher));
   memory.Free(launcher);
+}
+
+TEST(CoreDestroySlot, IsAllThatDestroyLauncherCallsWithBit0Set) {
+  const LauncherDll dll;
+  NotingObject<19> launcher;
+  dll.destroyLauncher(static_cast<ILauncher*>(launcher.Address()));
+  EXPECT_THAT(launcher.Calls(), ElementsAre(SlotCall(18U, launcher.Address(), 1U)));
 }
 
 // What DestroyLauncher is made of, for hosts whose compiler calls slot 18 by itself.

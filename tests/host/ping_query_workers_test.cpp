@@ -95,6 +95,27 @@ TEST_P(PingQueryWorkers, ThreadIsStartedUnderTheLockWithTheContextAsItsOnlyArgum
   EXPECT_EQ(creates.CallCount(), 1U);
 }
 
+// No thread is started, so that all allocations are the call's.
+TEST_P(PingQueryWorkers, ContextIsBuiltBeforeTheLockIsTaken) {
+  const DWORD own = GetCurrentThreadId();
+  const std::size_t before = lock.EnteredBy(own);
+  IMPORT_HOOK(CreateThread) creates(host.Module());
+  creates.FailAlways(static_cast<HANDLE>(nullptr), ERROR_NOT_ENOUGH_MEMORY);
+  // How often the lock had been entered when each block was allocated.
+  std::map<const void*, std::size_t> entered;
+  ImportHook<"malloc", void*(std::size_t)> allocations(host.Module());
+  allocations.SetReplacement([&](std::size_t size) {
+    void* const block = allocations.CallOriginal(size);
+    entered[block] = lock.EnteredBy(own);
+    return block;
+  });
+  Start();
+  ASSERT_EQ(creates.CallCount(), 1U);
+  const void* const context = std::get<3>(creates.Calls()[0]);
+  EXPECT_EQ(entered.at(context), before);
+  EXPECT_EQ(lock.EnteredBy(own), before + 1);
+}
+
 TEST_P(PingQueryWorkers, ThreadProcedureReturnsZero) {
   ScopedHandle thread;
   IMPORT_HOOK(CreateThread) creates(host.Module());
@@ -328,6 +349,51 @@ TEST_P(PingQueryWorkers, ResultsOfALauncherBeingDestroyedLeaveNoMemoryBehind) {
   };
   const std::size_t without = blocksOfALife(false);
   EXPECT_EQ(blocksOfALife(true), without);
+}
+
+TEST(PingWorkers, BatchWritesItsFirstLinesBeforeTheLockIsTaken) {
+  DllHost host(DllHost::Creation::kLater);
+  const LockProbe lock(host.Module());
+  host.Create();
+  // No thread is started, so that all lines are the call's.
+  IMPORT_HOOK(CreateThread) creates(host.Module());
+  creates.FailAlways(static_cast<HANDLE>(nullptr), ERROR_NOT_ENOUGH_MEMORY);
+  const DWORD own = GetCurrentThreadId();
+  // With each line, how often the lock had been entered.
+  std::vector<std::pair<std::string, std::size_t>> lines;
+  IMPORT_HOOK(WriteFile)
+  writes(host.Module(),
+         [&](HANDLE, const void* bytes, DWORD size, DWORD* written, OVERLAPPED*) -> WINBOOL {
+           lines.emplace_back(std::string(static_cast<const char*>(bytes), size),
+                              lock.EnteredBy(own));
+           *written = size;
+           return TRUE;
+         });
+  StartBatch(host, L"id");
+  EXPECT_THAT(
+      lines,
+      ElementsAre(std::pair("AppLauncher::PingBatch: Starting new batch\n", 0U),
+                  std::pair("AppLauncher::PingBatch: Creating PingInfo for 10.0.0.1\n", 0U),
+                  std::pair("AppLauncher::PingBatch: Creating PingInfo for 10.0.0.2\n", 0U)));
+  EXPECT_EQ(lock.EnteredBy(own), 1U);
+}
+
+// Nine units and the terminator; there is room for eight bytes a unit and one more.
+TEST(QueryWorkers, AddressIsConvertedOnceWithoutFlagsAndWithoutADefaultCharacter) {
+  DllHost host;
+  IMPORT_HOOK(WideCharToMultiByte) conversions(host.Module());
+  StartQuery(host, L"id");
+  host->WaitForThreads();
+  const auto calls = conversions.Calls();
+  ASSERT_EQ(calls.size(), 1U);
+  const auto& [codePage, flags, wide, wideSize, narrow, narrowSize, defaultChar, usedDefault] =
+      calls[0];
+  EXPECT_EQ(codePage, 65001U);
+  EXPECT_EQ(flags, 0U);
+  EXPECT_EQ(wideSize, 10);
+  EXPECT_EQ(narrowSize, 73);
+  EXPECT_EQ(defaultChar, nullptr);
+  EXPECT_EQ(usedDefault, nullptr);
 }
 
 // The test lets the library go by connecting to the pipe itself.

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "core/text.h"
+#include "tests/support/import_redirector.h"
 
 namespace launcher {
 namespace {
@@ -70,6 +71,38 @@ TEST(Utf8ToWide, IsSafeForACutSequenceAtTheEnd) {
     EXPECT_EQ(wide.substr(0, 2), L"ab") << text;
     EXPECT_LE(wide.size(), 5u) << text;
     for (const wchar_t unit : wide.substr(2)) EXPECT_EQ(unit, 0xFFFD) << text;
+  }
+}
+
+// The terminator is converted with the text; there is room for eight bytes a unit and one more.
+TEST(WideToUtf8, AsksTheSystemOnceWithoutFlagsAndWithoutADefaultCharacter) {
+  IMPORT_HOOK(WideCharToMultiByte) conversions(GetModuleHandleW(nullptr));
+  EXPECT_EQ(WideToUtf8(L"abc"), "abc");
+  const auto calls = conversions.Calls();
+  ASSERT_EQ(calls.size(), 1u);
+  const auto& [codePage, flags, wide, wideSize, narrow, narrowSize, defaultChar, usedDefault] =
+      calls[0];
+  EXPECT_EQ(codePage, 65001u);
+  EXPECT_EQ(flags, 0u);
+  EXPECT_EQ(wideSize, 4);
+  EXPECT_EQ(narrowSize, 25);
+  EXPECT_EQ(defaultChar, nullptr);
+  EXPECT_EQ(usedDefault, nullptr);
+}
+
+// The terminator is converted with the text; there is room for two characters more than bytes.
+TEST(Utf8ToWide, AsksTheSystemOnceWithoutFlags) {
+  IMPORT_HOOK(MultiByteToWideChar) conversions(GetModuleHandleW(nullptr));
+  EXPECT_EQ(Utf8ToWide("abc"), L"abc");
+  wchar_t memory[5];
+  EXPECT_EQ(Utf8ToWide("abc", memory), 3u);
+  const auto calls = conversions.Calls();
+  ASSERT_EQ(calls.size(), 2u);
+  for (const auto& [codePage, flags, narrow, narrowSize, wide, wideSize] : calls) {
+    EXPECT_EQ(codePage, 65001u);
+    EXPECT_EQ(flags, 0u);
+    EXPECT_EQ(narrowSize, 4);
+    EXPECT_EQ(wideSize, 5);
   }
 }
 
