@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <new>
 
@@ -45,10 +46,15 @@ std::wstring ReadFileText(const std::wstring& path) {
   const long position = std::ftell(file.get());
   if (position < 0 || std::fseek(file.get(), 0, SEEK_SET) != 0) return {};
   const auto length = static_cast<std::size_t>(position);
-  const std::unique_ptr<char[]> bytes(new (std::nothrow) char[length + 1]);
-  if (bytes == nullptr || std::fread(bytes.get(), 1, length, file.get()) != length) return {};
-  bytes[length] = '\0';
-  return Utf8ToWide(bytes.get());
+  try {
+    std::string bytes(length, '\0');
+    if (std::fread(bytes.data(), 1, length, file.get()) != length) return {};
+    // Bytes behind a zero would change how invalid ones in front of it are read.
+    bytes.resize(std::strlen(bytes.c_str()));
+    return Utf8ToWide(bytes);
+  } catch (const std::bad_alloc&) {
+    return {};
+  }
 }
 
 }  // namespace launcher

@@ -96,7 +96,9 @@ class RoamingFolder {
   RoamingFolder() : found(SUCCEEDED(SHGetKnownFolderPath(kRoamingAppData, 0, nullptr, &path))) {}
   RoamingFolder(const RoamingFolder&) = delete;
   RoamingFolder& operator=(const RoamingFolder&) = delete;
-  ~RoamingFolder() { CoTaskMemFree(path); }
+  ~RoamingFolder() {
+    if (found) CoTaskMemFree(path);
+  }
   explicit operator bool() const { return found; }
   const wchar_t* get() const { return path; }
 

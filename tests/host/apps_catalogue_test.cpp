@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -129,8 +130,27 @@ TEST_P(AppsCatalogue, ExecutablesOfAFaked32BitProcessor) {
   fakeX86.Set(L"1");
   Register();
   if (*GetParam().x86Name != L'\0') directory.WriteFile(GetParam().x86Name, "");
-  EXPECT_THAT(WantedNames(),
-              ElementsAre(std::wstring(GetParam().x86Name), std::wstring(GetParam().x64Name)));
+  const std::vector<std::wstring> names{GetParam().x86Name, GetParam().x64Name};
+  EXPECT_THAT(WantedNames(), ElementsAreArray(names));
+  // A real one changes nothing, not even the empty name of a game with one executable.
+  WORD architecture = 0;
+  IMPORT_HOOK(GetNativeSystemInfo) systemInfo(host.Module());
+  systemInfo.SetReplacement([&](SYSTEM_INFO* info) {
+    systemInfo.CallOriginal(info);
+    info->wProcessorArchitecture = architecture;
+  });
+  for (const WORD x86 : std::initializer_list<WORD>{0, 10}) {
+    architecture = x86;
+    EXPECT_THAT(WantedNames(), ElementsAreArray(names)) << x86;
+  }
+}
+
+TEST_P(AppsCatalogue, ParameterReplacesTheExecutableOfAFaked32BitProcessor) {
+  fakeX86.Set(L"1");
+  Register();
+  directory.WriteFile(L"special.exe", "");
+  host->SetParameter(GetParam().id, L"binaryName", L"special.exe");
+  EXPECT_THAT(WantedNames(), ElementsAre(L"special.exe"));
 }
 
 TEST_P(AppsCatalogue, LaunchesItsProgramAndPosts) {

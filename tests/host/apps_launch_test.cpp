@@ -9,11 +9,13 @@
 
 #include "tests/support/dll_host.h"
 #include "tests/support/environment_variable.h"
+#include "tests/support/fake_process_list.h"
 #include "tests/support/game_installation.h"
 #include "tests/support/helper_installation.h"
 #include "tests/support/import_redirector.h"
 #include "tests/support/log_of.h"
 #include "tests/support/message_box_closer.h"
+#include "tests/support/temp_directory.h"
 #include "tests/support/text.h"
 
 namespace test_support {
@@ -319,6 +321,32 @@ TEST(AppsLaunch, StarterIsLaunchedInPlaceOfTheGame) {
 
   EXPECT_TRUE(host->Launch(L"TAVR-GAME", L"-x", true, L"1", L"2", L"3", L"4"));
   EXPECT_TRUE(shell.Calls().at(1).parameters.starts_with(L"YES|"));
+}
+
+// The host's directory counts; its executable is only looked for among the processes.
+TEST(AppsLaunch, StarterIsLaunchedInPlaceOfTheHostsExecutable) {
+  const HelperInstallation helper;
+  const TempDirectory directory;
+  const std::wstring program = directory.WriteFile(L"play.exe", "");
+  DllHost host;
+  host->SetParameter(L"TAVR-GAME", L"probeMethod", L"path");
+  host->SetParameter(L"TAVR-GAME", L"workingDirectory", LR"(C:\a)");
+  host->SetParameter(L"TAVR-GAME", L"binaryPath", program.c_str());
+  host->SetParameter(L"TAVR-GAME", L"binaryName", L"play.exe");
+  const ShellRecorder shell(host.Module());
+  EXPECT_TRUE(host->Launch(L"TAVR-GAME", L"-x", true, L"", L"", L"", L""));
+  ASSERT_EQ(shell.Calls().size(), 1U);
+  EXPECT_EQ(shell.Calls()[0].parameters,
+            LR"(YES|SW_SHOWNA|C:\a\\Launcher.exe|Launcher.exe|C:\a\|-x)");
+
+  const FakeProcessList processes(host.Module(), {{4, L"other.exe"}});
+  const std::string scanLines =
+      "BaseApp::SetParameter: Setting parameter EXPANSIONS_INSTALLED to \n"
+      "BaseApp::IsProcessesRunning: Comparing other.exe with play.exe\n"
+      "BaseApp::IsProcessesRunning: Process32Next failed\n"
+      "BaseApp::IsProcessesRunning: Found no match, game is not running\n";
+  EXPECT_THAT(LogOf([&] { EXPECT_FALSE(host->IsRunning(L"TAVR-GAME")); }), EndsWith(scanLines));
+  EXPECT_THAT(LogOf([&] { EXPECT_FALSE(host->Kill(L"TAVR-GAME", false)); }), EndsWith(scanLines));
 }
 
 TEST(AppsLaunch, StarterOfAGameThatIsNotInstalledIsNotLaunched) {

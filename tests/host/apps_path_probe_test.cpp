@@ -67,6 +67,22 @@ TEST(AppsPathProbe, RegistryIsLeftAlone) {
   EXPECT_EQ(opens.CallCount(), 0U);
 }
 
+TEST(AppsPathProbe, ProcessorIsAskedForBetweenTheMethodAndThePaths) {
+  const TempDirectory directory;
+  DllHost host;
+  ChoosePaths(host, kSolanoId, directory.Path(), directory.WriteFile(L"play.exe", ""), L"play.exe");
+  const StreamCapture log;
+  std::string logBefore;
+  IMPORT_HOOK(GetNativeSystemInfo) systemInfo(host.Module());
+  systemInfo.SetReplacement([&](SYSTEM_INFO* info) {
+    logBefore = log.Text();
+    systemInfo.CallOriginal(info);
+  });
+  EXPECT_TRUE(host->IsInstalled(kSolanoId));
+  EXPECT_EQ(systemInfo.CallCount(), 1U);
+  EXPECT_EQ(logBefore, "BaseApp::GetParameter: Return paramter probeMethod => path\n");
+}
+
 TEST(AppsPathProbe, WithoutParametersThereIsNoGame) {
   DllHost host;
   host->SetParameter(kSolanoId, L"probeMethod", L"path");

@@ -37,6 +37,12 @@ const std::string kRegistryMethodLines =
     "AshgroveApp::_SetupGame: Using probe method registry\n"
     "BaseApp::GetParameter: Parameter registryKey not set, returning empty\n";
 
+const std::string kMissingKeyLines =
+    kRegistryMethodLines +
+    "AshgroveApp::_SetupGame: Using registry key SOFTWARE\\Hollin Games\\Ashgrove 4\n"
+    "AshgroveApp::_SetupGame: Probe failed, unable to open "
+    "SOFTWARE\\Hollin Games\\Ashgrove 4 (2)\n";
+
 /// The working directory that a launch hands to the helper: what the library holds as the game's
 /// directory.
 std::wstring LaunchedWorkDir(DllHost& host, const wchar_t* id) {
@@ -81,12 +87,38 @@ TEST(AppsRegistryProbe, SuccessIsLoggedStepByStep) {
 TEST(AppsRegistryProbe, MissingKeyFails) {
   DllHost host;
   bool installed = true;
-  EXPECT_EQ(LogOf([&] { installed = host->IsInstalled(kBrennaId); }),
-            kRegistryMethodLines +
-                "AshgroveApp::_SetupGame: Using registry key SOFTWARE\\Hollin Games\\Ashgrove 4\n"
-                "AshgroveApp::_SetupGame: Probe failed, unable to open "
-                "SOFTWARE\\Hollin Games\\Ashgrove 4 (2)\n");
+  EXPECT_EQ(LogOf([&] { installed = host->IsInstalled(kBrennaId); }), kMissingKeyLines);
   EXPECT_FALSE(installed);
+}
+
+// The lines of the look-up say why.
+TEST(AppsRegistryProbe, OperationsOfAMissingGameAddNoLine) {
+  DllHost host;
+  for (const bool flag : {false, true}) {
+    EXPECT_EQ(LogOf([&] { EXPECT_FALSE(host->Kill(kBrennaId, flag)); }), kMissingKeyLines) << flag;
+  }
+  EXPECT_EQ(LogOf([&] { EXPECT_FALSE(host->IsRunning(kBrennaId)); }), kMissingKeyLines);
+  EXPECT_EQ(LogOf([&] { EXPECT_EQ(host.GetVersion(kBrennaId), L"NOT_INSTALLED"); }),
+            kMissingKeyLines);
+  EXPECT_EQ(LogOf([&] { EXPECT_EQ(host.GetExtraArguments(kBrennaId), L"NOT_INSTALLED"); }),
+            kMissingKeyLines);
+}
+
+TEST(AppsRegistryProbe, TextsOfAnInstalledGameAreReadByOneMoreLine) {
+  const GameInstallation game;
+  DllHost host;
+  const std::string probeLines =
+      kRegistryMethodLines +
+      "AshgroveApp::_SetupGame: Using registry key SOFTWARE\\Hollin Games\\Ashgrove 4\n"
+      "BaseApp::GetParameter: Parameter binaryName not set, returning empty\n"
+      "BaseApp::SetParameter: Setting parameter APP_VERSION to \n"
+      "BaseApp::SetParameter: Setting parameter PUNKBUSTER_INSTALLED to 0\n"
+      "BaseApp::SetParameter: Setting parameter EXPANSIONS_INSTALLED to \n";
+  EXPECT_EQ(LogOf([&] { EXPECT_EQ(host.GetVersion(kBrennaId), L""); }),
+            probeLines + "BaseApp::GetParameter: Return paramter APP_VERSION => \n");
+  EXPECT_EQ(
+      LogOf([&] { EXPECT_EQ(host.GetExtraArguments(kBrennaId), L""); }),
+      probeLines + "BaseApp::GetParameter: Parameter EXTRA_ARGUMENTS not set, returning empty\n");
 }
 
 TEST(AppsRegistryProbe, MissingValueFailsAndClosesTheKeyAfterTheLine) {
@@ -421,6 +453,16 @@ TEST(AppsRegistryProbe, OtherExecutableSurvivesTheParameter) {
   EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("special.exe", "ag4_x86.exe"));
 }
 
+// A look-up that stops at the missing executable has chosen the names already.
+TEST(AppsRegistryProbe, OtherExecutableOfAFailureSurvivesTheParameter) {
+  const EnvironmentVariable notFaked(L"KOVLAUNCH_FAKE_X86", std::nullopt);
+  const GameInstallation game(kBrennaKey, L"special.exe");
+  DllHost host;
+  EXPECT_FALSE(host->IsInstalled(kBrennaId));
+  host->SetParameter(kBrennaId, L"binaryName", L"special.exe");
+  EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("special.exe", "ag4_x86.exe"));
+}
+
 TEST(AppsRegistryProbe, PathOfTheExecutableIsCutTo259Characters) {
   const GameInstallation game;
   DllHost host;
@@ -451,22 +493,25 @@ TEST(AppsRegistryProbe, MissingVersionIsAnEmptyOne) {
 
 TEST(AppsRegistryProbe, VersionThatDoesNotFitInMemoryIsAnEmptyOne) {
   const GameInstallation game;
-  // Of a length that nothing else asks memory for.
-  game.Directory().WriteFile(L"version.json", std::string(54321, 'v'));
+  // Nothing else asks for so much memory.
+  constexpr std::size_t kLength = 54321;
+  game.Directory().WriteFile(L"version.json", std::string(kLength, 'v'));
   DllHost host;
-  bool refused = false;
-  {
-    ImportHook<"malloc", void*(std::size_t)> memory(host.Module());
-    memory.SetReplacement([&](std::size_t size) -> void* {
-      if (size != 54322) return memory.CallOriginal(size);
-      refused = true;
-      return nullptr;
-    });
-    EXPECT_TRUE(host->IsInstalled(kBrennaId));
+  // Memory for the file's bytes, then for the text that is made of them.
+  for (const std::size_t refused : {0U, 1U}) {
+    std::size_t requests = 0;
+    {
+      ImportHook<"malloc", void*(std::size_t)> memory(host.Module());
+      memory.SetReplacement([&](std::size_t size) -> void* {
+        if (size >= kLength && requests++ == refused) return nullptr;
+        return memory.CallOriginal(size);
+      });
+      EXPECT_TRUE(host->IsInstalled(kBrennaId)) << refused;
+    }
+    EXPECT_EQ(requests, refused + 1) << refused;
+    EXPECT_EQ(host.GetParameter(kBrennaId, L"APP_VERSION"), L"") << refused;
+    EXPECT_EQ(host.GetVersion(kBrennaId), std::wstring(kLength, L'v')) << refused;
   }
-  EXPECT_TRUE(refused);
-  EXPECT_EQ(host.GetParameter(kBrennaId, L"APP_VERSION"), L"");
-  EXPECT_EQ(host.GetVersion(kBrennaId), std::wstring(54321, L'v'));
 }
 
 TEST(AppsRegistryProbe, VersionIsReadAfterTheExecutableWasFoundAndBeforePunkBuster) {

@@ -210,12 +210,18 @@ TEST(AppsStoreSettingsFile, UnknownFolderMeansDisabledWithALine) {
     return E_FAIL;
   });
   IMPORT_HOOK(CoInitialize) starts(host.Module());
+  IMPORT_HOOK(CoCreateInstance) creations(host.Module());
+  IMPORT_HOOK(CoUninitialize) ends(host.Module());
+  IMPORT_HOOK(CoTaskMemFree) frees(host.Module());
   std::wstring enabled;
   EXPECT_EQ(LogOf([&] { enabled = host.GetParameter(kId, kSetting); }),
             "OstrelApp::IsOstrelLocalHostEnabled: Failed to get the known folder for Ostrel lookup "
             "(FOLDERID_RoamingAppData)\n");
   EXPECT_EQ(enabled, L"false");
   EXPECT_EQ(starts.CallCount(), 0U);
+  EXPECT_EQ(creations.CallCount(), 0U);
+  EXPECT_EQ(ends.CallCount(), 0U);
+  EXPECT_EQ(frees.CallCount(), 0U);
 }
 
 TEST(AppsStoreSettingsFile, FolderCallArguments) {

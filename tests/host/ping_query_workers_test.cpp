@@ -378,6 +378,28 @@ TEST(PingWorkers, BatchWritesItsFirstLinesBeforeTheLockIsTaken) {
   EXPECT_EQ(lock.EnteredBy(own), 1U);
 }
 
+TEST(PingWorkers, ContextIsFreedBeforeThePing) {
+  DllHost host;
+  // Without a helper the ping ends at once.
+  const HelperInstallation installation(HelperInstallation::Helper::kNone);
+  const StreamCapture log;
+  IMPORT_HOOK(CreateThread) creates(host.Module());
+  std::optional<std::string> logAtFree;
+  IMPORT_HOOK(free) frees(host.Module());
+  frees.SetReplacement([&](void* block) {
+    const auto calls = creates.Calls();
+    // Its memory may be used again.
+    if (calls.size() == 1 && block == std::get<3>(calls[0]) && !logAtFree) logAtFree = log.Text();
+    frees.CallOriginal(block);
+  });
+  StartBatch(host, L"id");
+  host->WaitForThreads();
+  EXPECT_EQ(logAtFree,
+            "AppLauncher::PingBatch: Starting new batch\n"
+            "AppLauncher::PingBatch: Creating PingInfo for 10.0.0.1\n"
+            "AppLauncher::PingBatch: Creating PingInfo for 10.0.0.2\n");
+}
+
 // Nine units and the terminator; there is room for eight bytes a unit and one more.
 TEST(QueryWorkers, AddressIsConvertedOnceWithoutFlagsAndWithoutADefaultCharacter) {
   DllHost host;

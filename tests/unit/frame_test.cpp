@@ -283,6 +283,14 @@ TEST(DecodeFrames, LengthsAreLittleEndianAndUnsigned) {
   EXPECT_THAT(recorder.Take(), ElementsAre(Command(std::string(255, 'n'), "")));
 }
 
+TEST(DecodeFrames, LeavesItsMemoryToTheNextTexts) {
+  Recorder recorder;
+  recorder.Decode(Encoded(std::string(100, 'n'), std::string(200, 'a')));
+  const FrameTexts texts = recorder.received.TakeTexts();
+  EXPECT_GE(texts.name.capacity(), 100U);
+  EXPECT_GE(texts.args.capacity(), 200U);
+}
+
 TEST(DecodeFrames, HandsOutAnyBytes) {
   Recorder recorder;
   EXPECT_TRUE(recorder.Decode(

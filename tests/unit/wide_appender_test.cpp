@@ -16,6 +16,15 @@ std::wstring Written(std::uint64_t number) {
 
 TEST(WideAppender, Nothing) { EXPECT_EQ(WideAppender(0).Text(), L""); }
 
+TEST(WideAppender, AsksForMemoryAgainOnlyForMoreThanExpected) {
+  WideAppender appender(8);
+  const wchar_t* const memory = appender.Text().data();
+  appender << L"12345678";
+  EXPECT_EQ(appender.Text().data(), memory);
+  appender << L"9";
+  EXPECT_EQ(appender.Text(), L"123456789");
+}
+
 TEST(WideAppender, SmallNumbers) {
   EXPECT_EQ(Written(0), L"0");
   EXPECT_EQ(Written(9), L"9");

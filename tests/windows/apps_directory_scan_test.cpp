@@ -19,6 +19,7 @@ namespace {
 using test_support::ImportHook;
 using test_support::LogOf;
 using test_support::Narrow;
+using test_support::StreamCapture;
 using test_support::TempDirectory;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -90,21 +91,30 @@ TEST(ReadDirectoryNames, FirstEntryCountsAndTheOrderStays) {
   EXPECT_THAT(closed, ElementsAre(kSearch));
 }
 
-TEST(ReadDirectoryNames, FailureLaterIsLoggedAndKeepsTheNames) {
+TEST(ReadDirectoryNames, FailureLaterIsLoggedBeforeTheEndAndKeepsTheNames) {
+  const StreamCapture log;
+  std::wstring pattern;
   IMPORT_HOOK(FindFirstFileW)
-  first(ThisProgram(), [](LPCWSTR, WIN32_FIND_DATAW* entry) {
+  first(ThisProgram(), [&](LPCWSTR path, WIN32_FIND_DATAW* entry) {
+    pattern = path;
     MakeEntry(entry, FILE_ATTRIBUTE_DIRECTORY, L"one");
     return kSearch;
   });
   IMPORT_HOOK(FindNextFileW) next(ThisProgram());
   next.FailAlways(FALSE, ERROR_NETNAME_DELETED);
-  IMPORT_HOOK(FindClose) close(ThisProgram(), [](HANDLE) { return TRUE; });
-  std::vector<std::wstring> names;
-  EXPECT_EQ(LogOf([&] { names = ReadDirectoryNames(LR"(C:\g\\Update)"); }),
+  std::string logAtClose;
+  IMPORT_HOOK(FindClose)
+  close(ThisProgram(), [&](HANDLE) {
+    logAtClose = log.Text();
+    return TRUE;
+  });
+  EXPECT_THAT(ReadDirectoryNames(LR"(C:\g\\Update)"), ElementsAre(L"one"));
+  EXPECT_EQ(pattern, LR"(C:\g\\Update\*)");
+  EXPECT_EQ(close.CallCount(), 1U);
+  EXPECT_EQ(logAtClose,
             "BaseApp::ReadDirectoryNames: Error: 64 reading directories from path: "
             "C:\\g\\\\Update\n");
-  EXPECT_THAT(names, ElementsAre(L"one"));
-  EXPECT_EQ(close.CallCount(), 1U);
+  EXPECT_EQ(log.Text(), logAtClose);
 }
 
 TEST(ReadDirectoryNames, PatternIsCutTo260Characters) {
@@ -135,7 +145,11 @@ TEST(ReadFileText, IsTheWholeFileFromUtf8) {
   EXPECT_EQ(TextOfFile(std::string(100000, 'x')), std::wstring(100000, L'x'));
 }
 
-TEST(ReadFileText, EndsAtAZero) { EXPECT_EQ(TextOfFile(std::string_view("ab\0cd", 5)), L"ab"); }
+TEST(ReadFileText, EndsAtAZero) {
+  EXPECT_EQ(TextOfFile(std::string_view("ab\0cd", 5)), L"ab");
+  // Invalid bytes in front of it are read as at the end of a file.
+  EXPECT_EQ(TextOfFile(std::string_view("\xF0\xC3\0cd", 5)), TextOfFile("\xF0\xC3"));
+}
 
 TEST(ReadFileText, IsEmptyForAnEmptyOrMissingFile) {
   EXPECT_EQ(TextOfFile(""), L"");
