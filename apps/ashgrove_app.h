@@ -47,6 +47,10 @@ class AshgroveApp : public BaseApp, public PellmarAppBase {
 
   const std::wstring& GetInstallDir() const { return installDir; }
 
+  /// What was ever found out: the registry was asked, the game was there. Never cleared.
+  bool probedByRegistry = false;
+  bool probed = false;
+
  private:
   bool ProbeRegistry(const wchar_t* defaultRegistryKey, const wchar_t* valueName,
                      const wchar_t* x64Name, const wchar_t* x86Name, bool x86Processor);
@@ -54,9 +58,6 @@ class AshgroveApp : public BaseApp, public PellmarAppBase {
   void ProbePath();
   unsigned long FindProcess() const;
 
-  // What was ever found out, for whoever looks at the object in a debugger. Never cleared.
-  bool probedByRegistry = false;
-  bool probed = false;
   std::wstring installDir;
   std::wstring binaryFullPath;
   std::wstring binaryName;

@@ -55,6 +55,8 @@ class SomeGame final : public AshgroveApp {
   }
 
   using AshgroveApp::GetInstallDir;
+  using AshgroveApp::probed;
+  using AshgroveApp::probedByRegistry;
 
   int setups = 0;
   std::vector<std::wstring> asked;
@@ -72,6 +74,27 @@ TEST(AshgroveApp, ProbingAsksForParametersInOrder) {
   EXPECT_FALSE(game.IsInstalled());
   EXPECT_THAT(game.asked,
               ElementsAre(L"probeMethod", L"workingDirectory", L"binaryPath", L"binaryName"));
+}
+
+TEST(AshgroveApp, RemembersWhatWasEverFoundOut) {
+  RecordingSink sink;
+  SomeGame game(sink);
+  const auto found = [&] { return std::pair(game.probedByRegistry, game.probed); };
+  EXPECT_EQ(found(), std::pair(false, false));
+  game.SetParameter(L"probeMethod", L"path");
+  EXPECT_FALSE(game.IsInstalled());
+  EXPECT_EQ(found(), std::pair(false, false));
+  game.SetParameter(L"probeMethod", L"registry");
+  EXPECT_FALSE(game.IsInstalled());
+  EXPECT_EQ(found(), std::pair(true, false));
+  {
+    const GameInstallation installation(kKey, L"some.exe");
+    EXPECT_TRUE(game.IsInstalled());
+    EXPECT_EQ(found(), std::pair(true, true));
+  }
+  game.SetParameter(L"probeMethod", L"path");
+  EXPECT_FALSE(game.IsInstalled());
+  EXPECT_EQ(found(), std::pair(true, true));
 }
 
 TEST(AshgroveApp, FailedRegistryStepsAskForNothingMore) {
