@@ -30,16 +30,17 @@ set_source_files_properties(
   "${LAUNCHER_GOOGLETEST_DIR}/googlemock/src/gmock-all.cc"
   PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
 
-# launcher_add_gtest(<target> [SHARDS <n>] [TIMEOUT <seconds>] [EXCLUSIVE] [GUARDED])
+# launcher_add_gtest(<target> [SHARDS <n>] [TIMEOUT <seconds>] [EXCLUSIVE] [GUARDED] [LEFT_OUT <pattern>])
 #
 # Runs the tests of an executable as <n> ctest entries, each a process with its
 # share of the tests: a process for every single test would cost more than the
 # tests. EXCLUSIVE entries use what there is once per Windows installation (the
 # registry, pipe names, the list of processes) and never run at the same time. GUARDED adds a second run
 # in which every block of memory ends at a page that cannot be accessed (tests/support/guard_pages.h),
-# without the tests of other programs and those that let one allocation fail after the other.
+# without the tests of other programs and those that let one allocation fail after the other. LEFT_OUT names
+# tests that say nothing about this build, for GoogleTest's filter.
 function(launcher_add_gtest target)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "EXCLUSIVE;GUARDED" "SHARDS;TIMEOUT" "")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "EXCLUSIVE;GUARDED" "SHARDS;TIMEOUT;LEFT_OUT" "")
   if(NOT arg_SHARDS)
     set(arg_SHARDS 1)
   endif()
@@ -57,6 +58,8 @@ function(launcher_add_gtest target)
       set(environment GTEST_TOTAL_SHARDS=${arg_SHARDS} GTEST_SHARD_INDEX=${shard})
       if(run MATCHES "^guarded")
         list(APPEND environment LAUNCHER_GUARD_PAGES=1 "GTEST_FILTER=-*Fault*:DemoHost*:Kit*")
+      elseif(arg_LEFT_OUT)
+        list(APPEND environment "GTEST_FILTER=-${arg_LEFT_OUT}")
       endif()
       add_test(NAME ${name} COMMAND ${target})
       set_tests_properties(${name} PROPERTIES ENVIRONMENT "${environment}" TIMEOUT ${arg_TIMEOUT})
