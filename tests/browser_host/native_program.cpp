@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <stdexcept>
 
+#include "tests/support/child_process.h"
 #include "tests/support/dll_host.h"
 #include "tests/support/text.h"
 
@@ -34,14 +35,9 @@ NativeProgram::NativeProgram(const std::wstring& arguments) {
   startup.hStdInput = programInput.Get();
   startup.hStdOutput = programOutput.Get();
   startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
-  PROCESS_INFORMATION information{};
-  std::wstring commandLine = L"\"" + ProgramDirectory() + L"\\browser_host.exe\" " + arguments;
-  if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                      &startup, &information)) {
-    ThrowLastError("CreateProcess of browser_host.exe");
-  }
-  CloseHandle(information.hThread);
-  process.Reset(information.hProcess);
+  process = StartProcess(nullptr, L"\"" + ProgramDirectory() + L"\\browser_host.exe\" " + arguments,
+                         true, 0, startup)
+                .handle;
   constexpr DWORD kLongestLifeMs = 3 * kPatienceMs;
   if (!CreateTimerQueueTimer(&deadline, nullptr, &NativeProgram::End, process.Get(), kLongestLifeMs,
                              0, WT_EXECUTEONLYONCE)) {

@@ -1,8 +1,10 @@
 #include "tests/console/pseudo_console.h"
 
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
+#include "tests/support/child_process.h"
 #include "tests/support/dll_host.h"
 
 namespace test_support {
@@ -31,7 +33,7 @@ void MakePipe(ScopedHandle& readEnd, ScopedHandle& writeEnd) {
 
 }  // namespace
 
-ProgramInConsole::ProgramInConsole(std::wstring commandLine) {
+ProgramInConsole::ProgramInConsole(const std::wstring& commandLine) {
   MakeConsole();
   ScopedHandle standardOutput;
   MakePipe(output, standardOutput);
@@ -55,7 +57,7 @@ void ProgramInConsole::MakeConsole() {
   if (FAILED(result)) throw std::runtime_error("CreatePseudoConsole failed");
 }
 
-void ProgramInConsole::Start(std::wstring& commandLine, HANDLE standardOutput) {
+void ProgramInConsole::Start(const std::wstring& commandLine, HANDLE standardOutput) {
   SIZE_T size = 0;
   InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
   std::vector<char> bytes(size);
@@ -70,15 +72,11 @@ void ProgramInConsole::Start(std::wstring& commandLine, HANDLE standardOutput) {
                                  sizeof(console), nullptr, nullptr)) {
     ThrowLastError("attributes of a process");
   }
-  PROCESS_INFORMATION information{};
-  const BOOL started = CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE,
-                                      EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr,
-                                      &startup.StartupInfo, &information);
+  StartedProcess started =
+      StartProcess(nullptr, commandLine, true, EXTENDED_STARTUPINFO_PRESENT, startup.StartupInfo);
   DeleteProcThreadAttributeList(startup.lpAttributeList);
-  if (!started) ThrowLastError("CreateProcess in a console");
-  CloseHandle(information.hThread);
-  process.Reset(information.hProcess);
-  processId = information.dwProcessId;
+  process = std::move(started.handle);
+  processId = started.id;
 }
 
 std::string ProgramInConsole::ReadLine() {

@@ -12,7 +12,7 @@ namespace test_support {
 /// still runs.
 class ProgramInConsole {
  public:
-  explicit ProgramInConsole(std::wstring commandLine);
+  explicit ProgramInConsole(const std::wstring& commandLine);
   ProgramInConsole(const ProgramInConsole&) = delete;
   ProgramInConsole& operator=(const ProgramInConsole&) = delete;
   ~ProgramInConsole();
@@ -25,7 +25,7 @@ class ProgramInConsole {
 
  private:
   void MakeConsole();
-  void Start(std::wstring& commandLine, HANDLE standardOutput);
+  void Start(const std::wstring& commandLine, HANDLE standardOutput);
 
   void* console = nullptr;
   ScopedHandle keyboard;  // what a person would type

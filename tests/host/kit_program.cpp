@@ -3,6 +3,7 @@
 #include <atomic>
 #include <stdexcept>
 
+#include "tests/support/child_process.h"
 #include "tests/support/text.h"
 
 namespace test_support {
@@ -21,16 +22,9 @@ KitProgram::KitProgram(const std::wstring& program, const std::wstring& paramete
   startup.dwFlags = STARTF_USESTDHANDLES;
   startup.hStdOutput = writeEnd;
   startup.hStdError = writeEnd;
-  PROCESS_INFORMATION information{};
   const bool isPath = program.find(L'\\') != std::wstring::npos;
   const std::wstring path = isPath ? program : ProgramDirectory() + L"\\" + program;
-  std::wstring commandLine = L"\"" + path + L"\" " + parameters;
-  if (!CreateProcessW(path.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                      &startup, &information)) {
-    ThrowLastError("CreateProcess of " + Narrow(path));
-  }
-  CloseHandle(information.hThread);
-  process.Reset(information.hProcess);
+  process = StartProcess(path.c_str(), L"\"" + path + L"\" " + parameters, true, 0, startup).handle;
 }
 
 KitProgram::~KitProgram() {

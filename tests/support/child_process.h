@@ -9,6 +9,15 @@
 
 namespace test_support {
 
+struct StartedProcess {
+  ScopedHandle handle;
+  DWORD id;
+};
+
+/// CreateProcessW with these of its arguments; throws when it fails.
+StartedProcess StartProcess(const wchar_t* program, std::wstring commandLine, bool inheritsHandles,
+                            DWORD flags, STARTUPINFOW& startup);
+
 /// A process that ends with the object at the latest.
 class ChildProcess {
  public:
