@@ -6,8 +6,14 @@
 
 wineFolder="$(cd -- "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/../.." && pwd -P)/build/wine"
 
-# Points every Wine program that is started from here on to the installation.
+# Points every Wine program that is started from here on to the installation, and sets how to start one:
+# "${wineCommand[@]}" program.exe argument...
 UseWine() {
+  # At random, once in 3000 starts, Linux puts a program's heap where Wine has to map something of its own,
+  # and the program ends before it begins. Some containers do not allow to do without the randomness.
+  wineCommand=(wine)
+  if setarch -R true 2>/dev/null; then wineCommand=(setarch -R wine); fi
+  export LAUNCHER_WINE_COMMAND="${wineCommand[*]}"
   export WINEPREFIX="$wineFolder/prefix"
   export WINEARCH=win64
   export HOME="$wineFolder/home"
@@ -40,9 +46,9 @@ PrepareWine() {
     # Into a file: what Wine leaves running must not keep the caller's output
     # open. And 9>&-, or it would keep the lock.
     exec >"$wineFolder/init.log" 2>&1
-    wineboot --init 9>&-
+    "${wineCommand[@]}" wineboot --init 9>&-
     # Windows without a screen.
-    wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f 9>&-
+    "${wineCommand[@]}" reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f 9>&-
     # The registry is on disk when the server has ended.
     wineserver -w 9>&-
     touch "$ready"
@@ -53,13 +59,16 @@ PrepareWine() {
   }
 }
 
+# WindowsPath <path>: the same in Windows' words. UseWine first.
+WindowsPath() { "${wineCommand[@]}" winepath -w "$1"; }
+
 # StartWine [seconds]: starts Wine's server and Windows' own background programs.
 # They stay for these seconds after the last program, or until StopWine. Started
 # by the first program instead they would keep its output open, and whoever reads
 # that would wait for them. UseWine first.
 StartWine() {
   wineserver "-p${1-}" </dev/null >"$wineFolder/server.log" 2>&1 || true # Runs already.
-  wine cmd /c exit </dev/null >"$wineFolder/server.log" 2>&1
+  "${wineCommand[@]}" cmd /c exit </dev/null >"$wineFolder/server.log" 2>&1
 }
 
 # Ends the server of this installation, with all programs in it.

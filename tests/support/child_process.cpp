@@ -39,8 +39,8 @@ StartedProcess StartProcess(const wchar_t* program, std::wstring commandLine, bo
   const std::string call = "CreateProcess of " + Narrow(commandLine);
   PROCESS_INFORMATION information = {};
   BOOL started = FALSE;
-  // Once in many thousand times Wine loses a new process before its first instruction, and calls that
-  // an internal error.
+  // Where addresses are random, Wine at times finds one taken that it needs in a new process, ends it
+  // before its first instruction and calls that an internal error.
   for (int tries = 3; tries > 0; --tries) {
     started = CreateProcessW(program, commandLine.data(), nullptr, nullptr,
                              inheritsHandles ? TRUE : FALSE, flags, nullptr, nullptr, &startup,

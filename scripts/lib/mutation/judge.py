@@ -119,11 +119,14 @@ class Wine:
             (self.folder / "prefix" / path.name).write_bytes(path.read_bytes())
         self.start()
 
+    def command(self, program):
+        return [*self.environment["LAUNCHER_WINE_COMMAND"].split(), str(program)]
+
     def run(self, program, gtest_filter, seconds, dll=None):
         environment = dict(self.environment, GTEST_FILTER=gtest_filter)
         if dll:
             environment["LAUNCHER_DLL"] = "Z:" + str(dll).replace("/", "\\")
-        output, code = run_program(["wine", str(program), "--gtest_fail_fast"], environment,
+        output, code = run_program([*self.command(program), "--gtest_fail_fast"], environment,
                                    self.folder, seconds)
         outcome = judge_output(output, code)
         if outcome.dirty:

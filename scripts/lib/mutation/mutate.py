@@ -155,7 +155,7 @@ class MutationRun:
                 print(f"Timing {name} with the unchanged library", flush=True)
                 environment = dict(wine.environment,
                                    GTEST_FILTER=judge.filter_text([ALL], judge.LEFT_OUT))
-                output, code = judge.run_program(["wine", str(program)], environment, wine.folder,
+                output, code = judge.run_program(wine.command(program), environment, wine.folder,
                                                  300)
                 if code != 0:
                     sys.exit(f"error: {name} fails with the unchanged library:\n{output[-3000:]}")
