@@ -13,6 +13,7 @@
 #include "tests/support/dll_host.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/fake_process_list.h"
+#include "tests/support/fake_processor.h"
 #include "tests/support/helper_installation.h"
 #include "tests/support/import_redirector.h"
 #include "tests/support/log_of.h"
@@ -114,11 +115,7 @@ TEST_P(AppsCatalogue, ExecutablesOfA64BitProcessor) {
 }
 
 TEST_P(AppsCatalogue, ExecutablesOfA32BitProcessor) {
-  IMPORT_HOOK(GetNativeSystemInfo) systemInfo(host.Module());
-  systemInfo.SetReplacement([&](SYSTEM_INFO* info) {
-    systemInfo.CallOriginal(info);
-    info->wProcessorArchitecture = PROCESSOR_ARCHITECTURE_INTEL;
-  });
+  const FakeProcessor processor(host.Module(), PROCESSOR_ARCHITECTURE_INTEL);
   Register();
   std::vector<std::wstring> names{GetParam().x86Name, GetParam().x64Name};
   if (*GetParam().x86Name == L'\0') names = {GetParam().x64Name};
@@ -133,14 +130,8 @@ TEST_P(AppsCatalogue, ExecutablesOfAFaked32BitProcessor) {
   const std::vector<std::wstring> names{GetParam().x86Name, GetParam().x64Name};
   EXPECT_THAT(WantedNames(), ElementsAreArray(names));
   // A real one changes nothing, not even the empty name of a game with one executable.
-  WORD architecture = 0;
-  IMPORT_HOOK(GetNativeSystemInfo) systemInfo(host.Module());
-  systemInfo.SetReplacement([&](SYSTEM_INFO* info) {
-    systemInfo.CallOriginal(info);
-    info->wProcessorArchitecture = architecture;
-  });
   for (const WORD x86 : std::initializer_list<WORD>{0, 10}) {
-    architecture = x86;
+    const FakeProcessor processor(host.Module(), x86);
     EXPECT_THAT(WantedNames(), ElementsAreArray(names)) << x86;
   }
 }

@@ -15,6 +15,7 @@
 #include "tests/support/dll_host.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/fake_process_list.h"
+#include "tests/support/fake_processor.h"
 #include "tests/support/game_installation.h"
 #include "tests/support/helper_installation.h"
 #include "tests/support/import_redirector.h"
@@ -379,20 +380,13 @@ TEST(AppsRegistryProbe, ProcessorChoosesTheExecutable) {
   game.Directory().WriteFile(L"ag4_x86.exe", "");
   DllHost host;
   EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("ag4.exe", "ag4_x86.exe"));
-
-  WORD architecture = 0;
-  IMPORT_HOOK(GetNativeSystemInfo) systemInfo(host.Module());
-  systemInfo.SetReplacement([&](SYSTEM_INFO* info) {
-    systemInfo.CallOriginal(info);
-    info->wProcessorArchitecture = architecture;
-  });
   for (const WORD x86 : std::initializer_list<WORD>{0, 10}) {
-    architecture = x86;
+    const FakeProcessor processor(host.Module(), x86);
     EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("ag4_x86.exe", "ag4.exe")) << x86;
   }
   // ARM, Itanium, AMD64, ARM64 and an unknown one.
   for (const WORD other : std::initializer_list<WORD>{5, 6, 9, 12, 0xFFFF}) {
-    architecture = other;
+    const FakeProcessor processor(host.Module(), other);
     EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("ag4.exe", "ag4_x86.exe")) << other;
   }
 }
@@ -402,11 +396,7 @@ TEST(AppsRegistryProbe, OnlyExecutableServesEveryProcessor) {
   const GameInstallation game(kSolanoKey, kSolanoName);
   DllHost host;
   EXPECT_THAT(WantedNames(host, kSolanoId), ElementsAre("ag3.exe"));
-  IMPORT_HOOK(GetNativeSystemInfo) systemInfo(host.Module());
-  systemInfo.SetReplacement([&](SYSTEM_INFO* info) {
-    systemInfo.CallOriginal(info);
-    info->wProcessorArchitecture = PROCESSOR_ARCHITECTURE_INTEL;
-  });
+  const FakeProcessor processor(host.Module(), PROCESSOR_ARCHITECTURE_INTEL);
   EXPECT_THAT(WantedNames(host, kSolanoId), ElementsAre("ag3.exe"));
 }
 

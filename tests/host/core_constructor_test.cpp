@@ -15,6 +15,7 @@
 #include "tests/support/dll_host.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/import_redirector.h"
+#include "tests/support/line_hook.h"
 #include "tests/support/lock_probe.h"
 #include "tests/support/message_window.h"
 #include "tests/support/stream_capture.h"
@@ -273,15 +274,10 @@ TEST(CoreConstructor, TakesItsStepsInOrder) {
     steps.push_back("reopen");
     return stream;
   });
-  IMPORT_HOOK(WriteFile)
-  write(host.Module(),
-        [&](HANDLE, const void* bytes, DWORD size, DWORD* written, OVERLAPPED*) -> WINBOOL {
-          // Up to what differs between runs.
-          const std::string text(static_cast<const char*>(bytes), size);
-          steps.push_back(text.substr(0, text.find_first_of("=0123456789\n")));
-          *written = size;
-          return TRUE;
-        });
+  const LineHook writes(host.Module(), [&](const std::string& line) {
+    // Up to what differs between runs.
+    steps.push_back(line.substr(0, line.find_first_of("=0123456789\n")));
+  });
   IMPORT_HOOK(WSAStartup)
   sockets(host.Module(), [&](WORD, WSADATA*) {
     steps.push_back("sockets");

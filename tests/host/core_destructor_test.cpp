@@ -16,6 +16,7 @@
 #include "tests/support/dll_host.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/import_redirector.h"
+#include "tests/support/line_hook.h"
 #include "tests/support/lock_probe.h"
 #include "tests/support/pipe_server.h"
 #include "tests/support/process_snapshot.h"
@@ -262,15 +263,10 @@ TEST(CoreDestructor, DiscardsTheEventsBetweenTheApplicationsAndTheLock) {
   // An event is one block.
   ASSERT_THAT(events, SizeIs(2));
   std::vector<std::string> steps;
-  IMPORT_HOOK(WriteFile)
-  writes(host.Module(),
-         [&](HANDLE, const void* bytes, DWORD size, DWORD* written, OVERLAPPED*) -> WINBOOL {
-           // The name of the function that writes it.
-           const std::string line(static_cast<const char*>(bytes), size);
-           steps.push_back(line.substr(0, line.find(' ')));
-           *written = size;
-           return TRUE;
-         });
+  const LineHook writes(host.Module(), [&](const std::string& line) {
+    // The name of the function that writes it.
+    steps.push_back(line.substr(0, line.find(' ')));
+  });
   IMPORT_HOOK(free) frees(host.Module());
   frees.SetReplacement([&](void* block) {
     const auto event = std::find(events.begin(), events.end(), block);

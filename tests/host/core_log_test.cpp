@@ -9,6 +9,7 @@
 #include "tests/support/dll_host.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/import_redirector.h"
+#include "tests/support/line_hook.h"
 #include "tests/support/stream_capture.h"
 #include "tests/support/text.h"
 
@@ -79,13 +80,7 @@ TEST_F(CoreLog, WritesLongLinesOfWideLettersWhole) {
 // So that lines of several threads cannot mix.
 TEST_F(CoreLog, WritesEachLineByOneWrite) {
   std::vector<std::string> writes;
-  IMPORT_HOOK(WriteFile)
-  write(host.Module(),
-        [&](HANDLE, const void* bytes, DWORD size, DWORD* written, OVERLAPPED*) -> WINBOOL {
-          writes.emplace_back(static_cast<const char*>(bytes), size);
-          *written = size;
-          return TRUE;
-        });
+  const LineHook write(host.Module(), [&](const std::string& line) { writes.push_back(line); });
   const std::wstring longValue(10000, L'x');
   host->SetParameter(L"TAVR-GAME", L"key", L"value");
   host->SetParameter(L"TAVR-GAME", L"key", longValue.c_str());

@@ -18,6 +18,7 @@
 #include "tests/support/dll_host.h"
 #include "tests/support/helper_installation.h"
 #include "tests/support/import_redirector.h"
+#include "tests/support/line_hook.h"
 #include "tests/support/lock_probe.h"
 #include "tests/support/ping_helper.h"
 #include "tests/support/process_snapshot.h"
@@ -28,8 +29,11 @@
 namespace test_support {
 namespace {
 
+using testing::_;
 using testing::ElementsAre;
+using testing::FieldsAre;
 using testing::IsEmpty;
+using testing::IsNull;
 using testing::SizeIs;
 
 /// A kind of work that runs on a thread of its own and needs nobody else to end.
@@ -361,14 +365,9 @@ TEST(PingWorkers, BatchWritesItsFirstLinesBeforeTheLockIsTaken) {
   const DWORD own = GetCurrentThreadId();
   // With each line, how often the lock had been entered.
   std::vector<std::pair<std::string, std::size_t>> lines;
-  IMPORT_HOOK(WriteFile)
-  writes(host.Module(),
-         [&](HANDLE, const void* bytes, DWORD size, DWORD* written, OVERLAPPED*) -> WINBOOL {
-           lines.emplace_back(std::string(static_cast<const char*>(bytes), size),
-                              lock.EnteredBy(own));
-           *written = size;
-           return TRUE;
-         });
+  const LineHook writes(host.Module(), [&](const std::string& line) {
+    lines.emplace_back(line, lock.EnteredBy(own));
+  });
   StartBatch(host, L"id");
   EXPECT_THAT(
       lines,
@@ -406,16 +405,8 @@ TEST(QueryWorkers, AddressIsConvertedOnceWithoutFlagsAndWithoutADefaultCharacter
   IMPORT_HOOK(WideCharToMultiByte) conversions(host.Module());
   StartQuery(host, L"id");
   host->WaitForThreads();
-  const auto calls = conversions.Calls();
-  ASSERT_EQ(calls.size(), 1U);
-  const auto& [codePage, flags, wide, wideSize, narrow, narrowSize, defaultChar, usedDefault] =
-      calls[0];
-  EXPECT_EQ(codePage, 65001U);
-  EXPECT_EQ(flags, 0U);
-  EXPECT_EQ(wideSize, 10);
-  EXPECT_EQ(narrowSize, 73);
-  EXPECT_EQ(defaultChar, nullptr);
-  EXPECT_EQ(usedDefault, nullptr);
+  EXPECT_THAT(conversions.Calls(),
+              ElementsAre(FieldsAre(65001U, 0U, _, 10, _, 73, IsNull(), IsNull())));
 }
 
 // The test lets the library go by connecting to the pipe itself.

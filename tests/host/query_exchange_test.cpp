@@ -129,7 +129,7 @@ TEST(QueryExchange, ServerStateReachesTheHost) {
       "\x03"                              // server state: a round is on
       "\x02"                              // platform
       "\x01\x02\x03\x04\x05\x06\x07\x08"  // first half of the persisted identifier
-      "\x00\x00\x00\x00\x00\x00\x00\x09"  // part 2
+      "\x00\x00\x00\x00\x00\x00\x00\x09"  // second half
       "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"  // game identifier
       "\x09"
       "Frontier0"             // mode

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "core/text.h"
@@ -5,6 +6,11 @@
 
 namespace launcher {
 namespace {
+
+using testing::_;
+using testing::ElementsAre;
+using testing::FieldsAre;
+using testing::IsNull;
 
 // Letters of one to four bytes, the last one outside the basic plane.
 constexpr wchar_t kWide[] = L"a\u00E9\u20AC\U0001F600z";
@@ -78,16 +84,8 @@ TEST(Utf8ToWide, IsSafeForACutSequenceAtTheEnd) {
 TEST(WideToUtf8, AsksTheSystemOnceWithoutFlagsAndWithoutADefaultCharacter) {
   IMPORT_HOOK(WideCharToMultiByte) conversions(GetModuleHandleW(nullptr));
   EXPECT_EQ(WideToUtf8(L"abc"), "abc");
-  const auto calls = conversions.Calls();
-  ASSERT_EQ(calls.size(), 1u);
-  const auto& [codePage, flags, wide, wideSize, narrow, narrowSize, defaultChar, usedDefault] =
-      calls[0];
-  EXPECT_EQ(codePage, 65001u);
-  EXPECT_EQ(flags, 0u);
-  EXPECT_EQ(wideSize, 4);
-  EXPECT_EQ(narrowSize, 25);
-  EXPECT_EQ(defaultChar, nullptr);
-  EXPECT_EQ(usedDefault, nullptr);
+  EXPECT_THAT(conversions.Calls(),
+              ElementsAre(FieldsAre(65001u, 0u, _, 4, _, 25, IsNull(), IsNull())));
 }
 
 // The terminator is converted with the text; there is room for two characters more than bytes.
@@ -96,14 +94,8 @@ TEST(Utf8ToWide, AsksTheSystemOnceWithoutFlags) {
   EXPECT_EQ(Utf8ToWide("abc"), L"abc");
   wchar_t memory[5];
   EXPECT_EQ(Utf8ToWide("abc", memory), 3u);
-  const auto calls = conversions.Calls();
-  ASSERT_EQ(calls.size(), 2u);
-  for (const auto& [codePage, flags, narrow, narrowSize, wide, wideSize] : calls) {
-    EXPECT_EQ(codePage, 65001u);
-    EXPECT_EQ(flags, 0u);
-    EXPECT_EQ(narrowSize, 4);
-    EXPECT_EQ(wideSize, 5);
-  }
+  const auto expected = FieldsAre(65001u, 0u, _, 4, _, 5);
+  EXPECT_THAT(conversions.Calls(), ElementsAre(expected, expected));
 }
 
 TEST(Utf8ToWideInPlace, WritesTheTextAndItsTerminatorAndReturnsTheLength) {
