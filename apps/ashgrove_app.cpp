@@ -4,10 +4,11 @@
 #include <cstddef>
 
 #include "apps/directory_scan.h"
+#include "apps/file_text.h"
 #include "apps/process_scan.h"
 #include "core/environment.h"
+#include "core/file_status.h"
 #include "core/handles.h"
-#include "core/helper_program.h"
 #include "core/log.h"
 #include "core/registry.h"
 #include "core/text.h"

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "core/file_status.h"
 #include "core/helper_program.h"
 #include "core/log.h"
 #include "core/windows_api.h"

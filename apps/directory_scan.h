@@ -1,4 +1,4 @@
-// Reads of the file system: names of subdirectories, texts of small files.
+// The names of subdirectories.
 #ifndef LAUNCHER_APPS_DIRECTORY_SCAN_H_
 #define LAUNCHER_APPS_DIRECTORY_SCAN_H_
 
@@ -10,9 +10,6 @@ namespace launcher {
 /// The names of the directory's subdirectories, in the order of the file system, those that begin
 /// with a dot left out. Empty when the directory cannot be read; cut short when reading fails later.
 std::vector<std::wstring> ReadDirectoryNames(const std::wstring& path);
-
-/// The file's bytes as text (UTF-8), up to the first zero byte; empty when anything fails.
-std::wstring ReadFileText(const std::wstring& path);
 
 }  // namespace launcher
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "bench/measure.h"
-#include "core/event_queue.h"
+#include "core/launcher/event_queue.h"
 #include "core/event_sink.h"
 #include "gamepipe/frame.h"
 #include "gamepipe/pellmar_app_base.h"

@@ -14,7 +14,7 @@
 #endif
 
 #include "bench/measure.h"
-#include "core/byte_vector.h"
+#include "gamepipe/byte_vector.h"
 #include "core/text.h"
 #include "gamepipe/frame.h"
 #include "ping/ping_json.h"

@@ -5,10 +5,10 @@
 set(LAUNCHER_PORTABLE_SOURCES
     core/event_info.cpp
     core/wide_appender.cpp
-    core/words.cpp
     gamepipe/command.cpp
     gamepipe/frame.cpp
     gamepipe/generic_pellmar_command.cpp
+    gamepipe/words.cpp
     ping/ping_json.cpp
     query/game_mode.cpp
     query/net_message.cpp
@@ -19,21 +19,23 @@ set(LAUNCHER_WINDOWS_SOURCES
     apps/ashgrove_app.cpp
     apps/base_app.cpp
     apps/directory_scan.cpp
+    apps/file_text.cpp
     apps/games.cpp
     apps/ostrel_app.cpp
     apps/ostrel_settings.cpp
     apps/process_scan.cpp
-    core/app_launcher.cpp
     core/environment.cpp
-    core/exports.cpp
+    core/file_status.cpp
     core/helper_program.cpp
     core/install_dir.cpp
-    core/launcher_message.cpp
+    core/launcher/app_launcher.cpp
+    core/launcher/exports.cpp
+    core/launcher/launcher_message.cpp
+    core/launcher/thread_list.cpp
     core/log.cpp
     core/registry.cpp
-    core/runtime_trim.cpp
+    core/runtime/runtime_trim.cpp
     core/text.cpp
-    core/thread_list.cpp
     gamepipe/pellmar_app_base.cpp
     gamepipe/pipe_channel.cpp
     gamepipe/pipe_client.cpp
@@ -45,9 +47,9 @@ set(LAUNCHER_WINDOWS_SOURCES
 # Only in the DLL itself: what its C++ run-time is replaced by, the version resource and the list of
 # exports. Programs that link the objects keep the compiler's own run-time.
 set(LAUNCHER_DLL_SOURCES
-    core/exception_memory.cpp
-    core/launcher.def
-    core/launcher.rc)
+    core/runtime/exception_memory.cpp
+    core/launcher/launcher.def
+    core/launcher/launcher.rc)
 
 # System libraries that the library imports from.
 set(LAUNCHER_SYSTEM_LIBRARIES advapi32 ole32 oleaut32 shell32 user32 uuid ws2_32)

@@ -1,19 +1,12 @@
 #include "core/helper_program.h"
 
 #include <shellapi.h>
-#include <sys/stat.h>
-#include <wchar.h>
 
 #include "core/install_dir.h"
 
 namespace launcher {
 
 std::wstring HelperProgramPath() { return GetPluginInstallDir() + L"\\" + L"helperx64" + L".exe"; }
-
-bool HasFileStatus(const std::wstring& path) {
-  struct _stat status;
-  return _wstat(path.c_str(), &status) == 0;
-}
 
 bool StartHelper(const std::wstring& helperPath, const std::wstring& parameters,
                  HINSTANCE& failure) {

@@ -11,9 +11,6 @@ namespace launcher {
 /// The helper's path under the installation directory as it is now.
 std::wstring HelperProgramPath();
 
-/// Whether the C runtime can tell the status of a file or directory. Leaves the reason in `errno`.
-bool HasFileStatus(const std::wstring& path);
-
 /// Starts the helper through the shell, which applies the system's execution policy (elevation among
 /// others). `parameters` is handed over unchanged. Shows nothing on failure. On failure, `failure`
 /// receives the shell's instance-handle result.

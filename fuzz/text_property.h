@@ -13,7 +13,7 @@
 
 #include "core/event_info.h"
 #include "core/text.h"
-#include "core/words.h"
+#include "gamepipe/words.h"
 #include "fuzz/property.h"
 #include "gamepipe/generic_pellmar_command.h"
 #include "ping/ping_json.h"

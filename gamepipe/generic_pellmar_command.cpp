@@ -10,7 +10,7 @@
 
 #include "core/log.h"
 #include "core/text.h"
-#include "core/words.h"
+#include "gamepipe/words.h"
 
 namespace launcher {
 namespace {

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "core/byte_vector.h"
+#include "gamepipe/byte_vector.h"
 #include "core/handles.h"
 #include "gamepipe/command.h"
 #include "gamepipe/frame.h"

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "core/file_status.h"
 #include "core/handles.h"
 #include "core/helper_program.h"
 #include "core/log.h"

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "tests/browser_host/native_program.h"
-#include "tests/host/kit_program.h"
+#include "tests/host/kit/kit_program.h"
 #include "tests/support/dll_host.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/text.h"

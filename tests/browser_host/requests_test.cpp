@@ -1,7 +1,7 @@
 // Every operation of the launcher as a request, and every event as a message.
 
 #include "tests/browser_host/native_program.h"
-#include "tests/host/kit_program.h"
+#include "tests/host/kit/kit_program.h"
 #include "tests/support/dll_host.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/game_installation.h"

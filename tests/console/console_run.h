@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "tests/host/kit_program.h"
+#include "tests/host/kit/kit_program.h"
 #include "tests/support/temp_directory.h"
 
 namespace test_support {

@@ -21,26 +21,26 @@ Include() {
 MakeTree() {
   rm -rf "$tree"
   mkdir -p "$tree/cmake"
-  printf '%s\n' 'set(LAUNCHER_PORTABLE_SOURCES' '    core/words.cpp)' \
-    'set(LAUNCHER_WINDOWS_SOURCES' '    apps/game.cpp' '    core/app_launcher.cpp' \
+  printf '%s\n' 'set(LAUNCHER_PORTABLE_SOURCES' '    core/text.cpp)' \
+    'set(LAUNCHER_WINDOWS_SOURCES' '    apps/game.cpp' '    core/launcher/app_launcher.cpp' \
     '    core/log.cpp' '    gamepipe/client.cpp' '    ping/batch.cpp' '    query/thread.cpp)' \
     >"$tree/cmake/sources.cmake"
   Include include/launcher/launcher.h
   touch "$tree/include/launcher/launcher.h"
   Include core/windows_api.h '<windows.h>'
-  Include core/words.h '<string>'
-  Include core/words.cpp '"core/words.h"'
+  Include core/text.h '<string>'
+  Include core/text.cpp '"core/text.h"'
   Include core/log.cpp '"core/windows_api.h"'
-  Include core/app_launcher.h '"launcher/launcher.h"'
-  Include core/app_launcher.cpp '"core/app_launcher.h"' '"apps/game.h"' '"ping/batch.h"' \
+  Include core/launcher/app_launcher.h '"launcher/launcher.h"'
+  Include core/launcher/app_launcher.cpp '"core/launcher/app_launcher.h"' '"apps/game.h"' '"ping/batch.h"' \
     '"query/thread.h"'
   Include gamepipe/client.h '"core/windows_api.h"'
   Include gamepipe/client.cpp '"gamepipe/client.h"'
   Include apps/game.h '"gamepipe/client.h"'
   Include apps/game.cpp '"apps/game.h"'
-  Include ping/batch.h '"core/words.h"'
+  Include ping/batch.h '"core/text.h"'
   Include ping/batch.cpp '"ping/batch.h"'
-  Include query/thread.h '"core/words.h"'
+  Include query/thread.h '"core/text.h"'
   Include query/thread.cpp '"query/thread.h"'
   Include tests/host/host_test.cpp '"launcher/launcher.h"' '"tests/support/dll.h"' '<windows.h>'
   Include tests/support/dll.h '<windows.h>'
@@ -78,12 +78,12 @@ ExpectOffence core/log.cpp '"gamepipe/client.h"' 'core/log.cpp must not include 
 ExpectOffence core/log.cpp '"apps/game.h"' 'core/log.cpp must not include apps/game.h'
 ExpectOffence core/log.cpp '"ping/batch.h"' 'core/log.cpp must not include ping/batch.h'
 ExpectOffence core/log.cpp '"query/thread.h"' 'core/log.cpp must not include query/thread.h'
-ExpectOffence core/app_launcher.h '"apps/game.h"' \
-  'core/app_launcher.h must not include apps/game.h'
-ExpectOffence core/log.cpp '"core/app_launcher.h"' \
-  'core/log.cpp must not include core/app_launcher.h'
-ExpectOffence query/thread.cpp '"core/app_launcher.h"' \
-  'query/thread.cpp must not include core/app_launcher.h'
+ExpectOffence core/runtime/guard.cpp '"apps/game.h"' 'core/runtime/guard.cpp must not include apps/game.h
+core/runtime/guard.cpp is missing in cmake/sources.cmake'
+ExpectOffence core/log.cpp '"core/launcher/app_launcher.h"' \
+  'core/log.cpp must not include core/launcher/app_launcher.h'
+ExpectOffence query/thread.cpp '"core/launcher/app_launcher.h"' \
+  'query/thread.cpp must not include core/launcher/app_launcher.h'
 ExpectOffence gamepipe/client.cpp '"apps/game.h"' 'gamepipe/client.cpp must not include apps/game.h'
 ExpectOffence gamepipe/client.cpp '"ping/batch.h"' \
   'gamepipe/client.cpp must not include ping/batch.h'
@@ -93,25 +93,25 @@ ExpectOffence ping/batch.cpp '"gamepipe/client.h"' \
 ExpectOffence ping/batch.cpp '"query/thread.h"' 'ping/batch.cpp must not include query/thread.h'
 ExpectOffence query/thread.cpp '  "apps/game.h" // blanks' \
   'query/thread.cpp must not include apps/game.h'
-ExpectOffence include/launcher/launcher.h '"core/words.h"' \
-  'include/launcher/launcher.h must not include core/words.h
-host: examples/host.cpp -> include/launcher/launcher.h -> core/words.h, which is not public
-host: tests/host/host_test.cpp -> include/launcher/launcher.h -> core/words.h, which is not public'
+ExpectOffence include/launcher/launcher.h '"core/text.h"' \
+  'include/launcher/launcher.h must not include core/text.h
+host: examples/host.cpp -> include/launcher/launcher.h -> core/text.h, which is not public
+host: tests/host/host_test.cpp -> include/launcher/launcher.h -> core/text.h, which is not public'
 ExpectOffence apps/game.cpp '"tests/support/dll.h"' \
   'apps/game.cpp must not include tests/support/dll.h'
-ExpectOffence core/words.cpp '<windows.h>' \
-  'portable: core/words.cpp -> <windows.h>, which is not of standard C++'
-ExpectOffence core/words.h '"core/windows_api.h"' \
-  'portable: core/words.cpp -> core/words.h -> core/windows_api.h -> <windows.h>, which is not of standard C++'
-ExpectOffence tests/support/dll.h '"core/words.h"' \
-  'host: tests/host/host_test.cpp -> tests/support/dll.h -> core/words.h, which is not public
-host: tests/support/dll.h -> core/words.h, which is not public'
-ExpectOffence examples/host.cpp '"core/words.h"' \
-  'host: examples/host.cpp -> core/words.h, which is not public'
-ExpectOffence tools/console.cpp '"core/words.h"' \
-  'host: tools/console.cpp -> core/words.h, which is not public'
-ExpectOffence hosts/browser/main.cpp '"core/words.h"' \
-  'host: hosts/browser/main.cpp -> core/words.h, which is not public'
+ExpectOffence core/text.cpp '<windows.h>' \
+  'portable: core/text.cpp -> <windows.h>, which is not of standard C++'
+ExpectOffence core/text.h '"core/windows_api.h"' \
+  'portable: core/text.cpp -> core/text.h -> core/windows_api.h -> <windows.h>, which is not of standard C++'
+ExpectOffence tests/support/dll.h '"core/text.h"' \
+  'host: tests/host/host_test.cpp -> tests/support/dll.h -> core/text.h, which is not public
+host: tests/support/dll.h -> core/text.h, which is not public'
+ExpectOffence examples/host.cpp '"core/text.h"' \
+  'host: examples/host.cpp -> core/text.h, which is not public'
+ExpectOffence tools/console.cpp '"core/text.h"' \
+  'host: tools/console.cpp -> core/text.h, which is not public'
+ExpectOffence hosts/browser/main.cpp '"core/text.h"' \
+  'host: hosts/browser/main.cpp -> core/text.h, which is not public'
 ExpectOffence core/log.cpp '"fuzz/property.h"' 'core/log.cpp must not include fuzz/property.h'
 ExpectOffence core/log.cpp '"bench/measure.h"' 'core/log.cpp must not include bench/measure.h'
 ExpectOffence core/log.cpp '"examples/demo.h"' 'core/log.cpp must not include examples/demo.h'
@@ -121,9 +121,9 @@ ExpectOffence apps/game.cpp '"game.h"' \
   'apps/game.cpp includes "game.h", which does not exist (paths count from the root)'
 
 MakeTree
-Include core/words.h '"core/letters.h"'
-Include core/letters.h '"core/words.h"'
-Expect 'circle: core/words.h -> core/letters.h -> core/words.h'
+Include core/text.h '"core/letters.h"'
+Include core/letters.h '"core/text.h"'
+Expect 'circle: core/text.h -> core/letters.h -> core/text.h'
 
 MakeTree
 touch "$tree/ping/reply.cpp"

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/host/hostile_peers.h"
+#include "tests/host/robustness/hostile_peers.h"
 #include "tests/support/dll_host.h"
 #include "tests/support/import_redirector.h"
 #include "tests/support/ping_helper.h"

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/event_queue.h"
+#include "core/launcher/event_queue.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "core/event_queue.h"
+#include "core/launcher/event_queue.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

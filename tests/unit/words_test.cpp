@@ -1,4 +1,4 @@
-#include "core/words.h"
+#include "gamepipe/words.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

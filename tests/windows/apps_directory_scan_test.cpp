@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "apps/directory_scan.h"
+#include "apps/file_text.h"
 #include "tests/support/import_redirector.h"
 #include "tests/support/log_of.h"
 #include "tests/support/temp_directory.h"

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "core/thread_list.h"
+#include "core/launcher/thread_list.h"
 #include "tests/support/import_redirector.h"
 #include "tests/support/process_snapshot.h"
 

@@ -1,0 +1,197 @@
+// Memory that the system may still write to when a pipe is closed: the record and the buffer of an
+// operation stay until the system is done with them.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <malloc.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/host/gamepipe/pipe_session.h"
+
+namespace test_support {
+namespace {
+
+using testing::ElementsAre;
+
+class PipeMemory : public PipeSession {
+ protected:
+  PipeMemory() {
+    frees.SetReplacement([this](void* block) {
+      const auto* const begin = static_cast<const char*>(block);
+      if (begin != nullptr) freed.emplace_back(begin, begin + _msize(block));
+      frees.CallOriginal(block);
+    });
+  }
+
+  void SetUp() override {
+    PipeSession::SetUp();
+    Connect();
+    freed.clear();
+  }
+
+  /// Whether the DLL has freed a block that holds this address.
+  bool IsFreed(const void* address) const {
+    return std::any_of(freed.begin(), freed.end(), [&](const auto& block) {
+      return block.first <= address && address < block.second;
+    });
+  }
+
+  /// Ends the connection.
+  void LoseGame() {
+    pipe.NextReadFails(ERROR_BROKEN_PIPE);
+    pipe.CompleteRead("");
+    host->PollApps();
+    EXPECT_THAT(host.Drain(), ElementsAre(GameIsGone()));
+  }
+
+  std::vector<std::pair<const char*, const char*>> freed;
+  IMPORT_HOOK(free) frees{host.Module()};
+};
+
+TEST_F(PipeMemory, OfAnOutstandingReadStaysUntilTheReadHasEnded) {
+  const void* const buffer = pipe.ReadBuffer();
+  const void* const record = pipe.ReadOverlapped();
+  pipe.NextWriteStaysOutstanding();
+  Send(L"X");
+  pipe.FailWrite(ERROR_BROKEN_PIPE);
+  for (int i = 0; i < 3; ++i) {
+    host->PollApps();
+    EXPECT_FALSE(IsFreed(buffer));
+    EXPECT_FALSE(IsFreed(record));
+  }
+  EXPECT_THAT(host.Drain(), ElementsAre(GameIsGone()));
+  pipe.FailRead(ERROR_OPERATION_ABORTED);
+  host->PollApps();
+  EXPECT_TRUE(IsFreed(buffer));
+  EXPECT_TRUE(IsFreed(record));
+}
+
+TEST_F(PipeMemory, OfAnOutstandingWriteStaysUntilTheWriteHasEnded) {
+  pipe.NextWriteStaysOutstanding();
+  Send(L"X");
+  const void* const buffer = pipe.WriteBuffer();
+  const void* const record = pipe.WriteOverlapped();
+  // What was freed before may have stood where these stand now.
+  freed.clear();
+  LoseGame();
+  for (int i = 0; i < 3; ++i) {
+    host->PollApps();
+    EXPECT_FALSE(IsFreed(buffer));
+    EXPECT_FALSE(IsFreed(record));
+  }
+  pipe.FailWrite(ERROR_OPERATION_ABORTED);
+  host->PollApps();
+  EXPECT_TRUE(IsFreed(buffer));
+  EXPECT_TRUE(IsFreed(record));
+}
+
+TEST_F(PipeMemory, StaysUntilTheLastOperationHasEnded) {
+  pipe.NextWriteStaysOutstanding();
+  Send(L"X");
+  const void* const readBuffer = pipe.ReadBuffer();
+  const void* const writeBuffer = pipe.WriteBuffer();
+  freed.clear();
+  host.Destroy();
+  EXPECT_FALSE(IsFreed(readBuffer));
+  EXPECT_FALSE(IsFreed(writeBuffer));
+  host.Create();
+  pipe.FailRead(ERROR_OPERATION_ABORTED);
+  host->PollApps();
+  EXPECT_FALSE(IsFreed(writeBuffer));
+  pipe.FailWrite(ERROR_OPERATION_ABORTED);
+  host->PollApps();
+  EXPECT_TRUE(IsFreed(readBuffer));
+  EXPECT_TRUE(IsFreed(writeBuffer));
+}
+
+TEST_F(PipeMemory, OfSeveralConnectionsEndsForEachByItself) {
+  const void* const first = pipe.ReadBuffer();
+  auto* const firstRecord = const_cast<OVERLAPPED*>(pipe.ReadOverlapped());
+  pipe.NextWriteStaysOutstanding();
+  Send(L"X");
+  pipe.FailWrite(ERROR_BROKEN_PIPE);
+  pipe.Offer();
+  host->PollApps();  // loses the game, finds the next one
+  host->PollApps();
+  const void* const second = pipe.ReadBuffer();
+  ASSERT_NE(first, second);
+  freed.clear();
+  pipe.NextWriteStaysOutstanding();
+  Send(L"X");
+  pipe.FailWrite(ERROR_BROKEN_PIPE);
+  pipe.Refuse(ERROR_FILE_NOT_FOUND);
+  host->PollApps();
+  EXPECT_FALSE(IsFreed(first));
+  EXPECT_FALSE(IsFreed(second));
+  firstRecord->Internal = ERROR_OPERATION_ABORTED;
+  host->PollApps();
+  EXPECT_TRUE(IsFreed(first));
+  EXPECT_FALSE(IsFreed(second));
+  pipe.FailRead(ERROR_OPERATION_ABORTED);
+  host->PollApps();
+  EXPECT_TRUE(IsFreed(second));
+}
+
+TEST_F(PipeMemory, OfWritesGoesBeforeThatOfReads) {
+  // Waits for the rest of its frame.
+  pipe.CompleteRead("KE");
+  host->PollApps();
+  Send(L"X");
+  const void* const written = pipe.WriteBuffer();
+  Send(L"Y");
+  const void* const inFlight = pipe.WriteBuffer();
+  const void* const read = pipe.ReadBuffer();
+  freed.clear();
+  pipe.FailRead(ERROR_BROKEN_PIPE);
+  host->PollApps();
+  // The memory of the last write, the queue, what reads go into. Once freed, it may be had and freed
+  // again for something else.
+  std::vector<const void*> order;
+  for (const auto& [begin, end] : freed) {
+    for (const void* const buffer : {written, inFlight, read}) {
+      const bool isNew = std::find(order.begin(), order.end(), buffer) == order.end();
+      if (begin <= buffer && buffer < end && isNew) order.push_back(buffer);
+    }
+  }
+  EXPECT_THAT(order, ElementsAre(inFlight, written, read));
+}
+
+TEST_F(PipeMemory, GoesAtOnceWhenNothingIsOutstanding) {
+  const void* const buffer = pipe.ReadBuffer();
+  const void* const record = pipe.ReadOverlapped();
+  pipe.FailRead(ERROR_BROKEN_PIPE);
+  host->PollApps();
+  EXPECT_TRUE(IsFreed(buffer));
+  EXPECT_TRUE(IsFreed(record));
+}
+
+TEST_F(PipeMemory, OfAReadThatEndedUnseenGoesAtOnce) {
+  const void* const record = pipe.ReadOverlapped();
+  pipe.CompleteRead("KE");
+  host.Destroy();
+  EXPECT_TRUE(IsFreed(record));
+}
+
+// The system never took it, although its record looks like that of a running one.
+TEST_F(PipeMemory, OfARefusedReadGoesAtOnce) {
+  const void* const record = pipe.ReadOverlapped();
+  LoseGame();
+  EXPECT_TRUE(IsFreed(record));
+}
+
+TEST_F(PipeMemory, OfARefusedWriteGoesAtOnce) {
+  pipe.NextWriteFails(ERROR_NO_DATA);
+  Send(L"X");
+  const void* const record = pipe.WriteOverlapped();
+  pipe.FailRead(ERROR_BROKEN_PIPE);
+  host->PollApps();
+  EXPECT_TRUE(IsFreed(record));
+}
+
+}  // namespace
+}  // namespace test_support
