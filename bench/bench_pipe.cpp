@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "bench/measure.h"
-#include "core/launcher/event_queue.h"
 #include "core/event_sink.h"
+#include "core/launcher/event_queue.h"
 #include "gamepipe/frame.h"
 #include "gamepipe/pellmar_app_base.h"
 #include "tests/support/dll_host.h"

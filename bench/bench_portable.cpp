@@ -14,8 +14,8 @@
 #endif
 
 #include "bench/measure.h"
-#include "gamepipe/byte_vector.h"
 #include "core/text.h"
+#include "gamepipe/byte_vector.h"
 #include "gamepipe/frame.h"
 #include "ping/ping_json.h"
 #include "query/query_json.h"

@@ -13,9 +13,9 @@
 
 #include "core/event_info.h"
 #include "core/text.h"
-#include "gamepipe/words.h"
 #include "fuzz/property.h"
 #include "gamepipe/generic_pellmar_command.h"
+#include "gamepipe/words.h"
 #include "ping/ping_json.h"
 
 namespace fuzz {

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "gamepipe/byte_vector.h"
 #include "core/handles.h"
+#include "gamepipe/byte_vector.h"
 #include "gamepipe/command.h"
 #include "gamepipe/frame.h"
 

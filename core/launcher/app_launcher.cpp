@@ -8,11 +8,11 @@
 #include "apps/base_app.h"
 #include "apps/games.h"
 #include "apps/ostrel_app.h"
-#include "core/launcher/app_string.h"
 #include "core/environment.h"
+#include "core/launcher/app_string.h"
 #include "core/launcher/launcher_message.h"
-#include "core/log.h"
 #include "core/launcher/version.h"
+#include "core/log.h"
 #include "ping/ping_batch.h"
 #include "query/query_thread.h"
 

@@ -8,9 +8,9 @@
 #include <optional>
 #include <string>
 
-#include "core/launcher/event_queue.h"
 #include "core/event_sink.h"
 #include "core/handles.h"
+#include "core/launcher/event_queue.h"
 #include "core/launcher/thread_list.h"
 #include "launcher/launcher.h"
 

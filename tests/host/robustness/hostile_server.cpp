@@ -1,8 +1,8 @@
 #include <set>
 #include <utility>
 
-#include "tests/host/robustness/hostile_peers.h"
 #include "tests/host/query/query_server.h"
+#include "tests/host/robustness/hostile_peers.h"
 #include "tests/support/text.h"
 
 namespace test_support {
