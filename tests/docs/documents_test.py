@@ -2,25 +2,28 @@
 
   documents_test.py REPOSITORY BUILD_FOLDER
 
-Every fenced block of commands (sh, bat) carries a mark behind its language:
+Every fenced block of commands carries a mark after its language, and is run by the shell of that
+language: sh by bash in the repository, bat by cmd.exe beside the built programs.
 
-  run                 this test runs each of its commands, in the repository
-  run until="TEXT"    the same for one Windows program that goes on until it is ended: it has
-                      worked when it prints TEXT
+  run                 this test runs the block
+  run until="TEXT"    the same for one program that goes on until it is ended: it has worked when
+                      it prints TEXT
   guide               guide_test runs it
   tested-by="NAME"    the test of that name runs what the block describes
-  not-run             nobody does, and the sentence in front of the block says "not run" or
+  not-run             nobody does, and the sentence before the block says "not run" or
                       "not been run"
 
-Commands that stand in the documents without a fence are an offence, and so are names of scripts
-that do not exist.
+Commands without a fence fail the test, and so do names of scripts that do not exist.
 """
 
+import os
 import pathlib
 import re
-import shlex
+import signal
 import subprocess
 import sys
+import tempfile
+import uuid
 
 LANGUAGES = {"sh", "bat"}
 
@@ -42,11 +45,12 @@ class Block:
         return f"{self.page}:{self.line}"
 
     def commands(self):
-        text = "\n".join(self.lines).replace("\\\n", " ")
-        for line in text.split("\n"):
-            command = line.partition(" # ")[0].strip()
-            if command:
-                yield command
+        """The lines that this very test can run."""
+        return [line for line in self.lines if line.partition(" # ")[0].strip() != RUNS_THIS]
+
+    def script(self):
+        silent = ["@echo off"] if self.language == "bat" else []
+        return "\n".join(silent + self.commands()) + "\n"
 
 
 def pages(repository):
@@ -81,38 +85,56 @@ def read_page(repository, page, offences):
     return blocks
 
 
-def run(command, repository):
-    print(f"run: {command}", flush=True)
-    subprocess.run(["bash", "-euc", command], cwd=repository, check=True, timeout=PATIENCE_SECONDS,
-                   stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
+class Shell:
+    def __init__(self, repository, build):
+        self.repository = repository
+        self.programs = build / "bin"
+
+    def run(self, block, until=None):
+        print(f"{block}: {'; '.join(block.commands())}", flush=True)
+        if block.language == "sh":
+            self.run_command(["bash", "-euc", block.script()], self.repository, until)
+            return
+        with tempfile.NamedTemporaryFile("w", suffix=".bat", dir=self.programs) as script:
+            script.write(block.script())
+            script.flush()
+            command = [self.repository / "scripts/run-wine", "cmd", "/c", pathlib.Path(script.name).name]
+            self.run_command(command, self.programs, until)
+
+    def run_command(self, command, folder, until):
+        if until is None:
+            subprocess.run(command, cwd=folder, check=True, timeout=PATIENCE_SECONDS,
+                           stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
+            return
+        # Wine's own programs, which every first program starts, are not to carry the mark.
+        subprocess.run([self.repository / "scripts/run-wine", "cmd", "/c", "exit"], check=True)
+        mark = str(uuid.uuid4())
+        process = subprocess.Popen(command, cwd=folder, env={**os.environ, "DOCUMENTS_TEST": mark},
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True)
+        try:
+            if not any(until in line for line in process.stdout):
+                raise RuntimeError(f"ended without printing {until!r}")
+        finally:
+            end_marked(f"DOCUMENTS_TEST={mark}".encode())
+            process.wait()
 
 
-def run_until(command, text, repository, build):
-    """A Windows command line: backslashes are no escapes."""
-    print(f"run until it prints {text!r}: {command}", flush=True)
-    program, *arguments = [word.strip('"') for word in shlex.split(command, posix=False)]
-    process = subprocess.Popen(
-        [repository / "scripts/run-wine", build / "bin" / program, *arguments],
-        cwd=repository, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True)
-    try:
-        for line in process.stdout:
-            if text in line:
-                return
-        raise RuntimeError(f"{command} ended without printing {text!r}")
-    finally:
-        process.kill()
-        process.wait()
+def end_marked(mark):
+    """Ends every process with this variable: what cmd.exe starts is no child of ours."""
+    for process in pathlib.Path("/proc").glob("[0-9]*"):
+        try:
+            if mark in (process / "environ").read_bytes().split(b"\0"):
+                os.kill(int(process.name), signal.SIGKILL)
+        except OSError:
+            pass  # It has ended, or belongs to somebody else.
 
 
-def check(block, repository, build, tests):
+def check(block, shell, tests):
     mark = block.mark
     if mark == "run":
-        for command in block.commands():
-            if command != RUNS_THIS:
-                run(command, repository)
+        shell.run(block)
     elif until := re.fullmatch(r'run until="(.+)"', mark):
-        for command in block.commands():
-            run_until(command, until[1], repository, build)
+        shell.run(block, until[1])
     elif mark == "guide":
         if "guide_test" not in tests:
             raise RuntimeError("there is no guide_test")
@@ -136,9 +158,10 @@ def main():
     blocks = [block for page in pages(repository) for block in read_page(repository, page, offences)]
     if not blocks:
         offences.append("no commands found")
+    shell = Shell(repository, build)
     for block in blocks:
         try:
-            check(block, repository, build, tests)
+            check(block, shell, tests)
         except (RuntimeError, subprocess.SubprocessError) as error:
             offences.append(f"{block}: {error}")
     for offence in offences:
