@@ -78,6 +78,16 @@ class BigEndianWriter {
   }
 };
 
+/// The request, with a challenge id the query, without one the challenge.
+inline Bytes EncodeQueryDatagram(const QueryDatagram& query) {
+  BigEndianWriter writer;
+  writer.U32(0xFFFFFFFF);
+  for (const char c : {'Q', 'P', '_'}) writer.U8(static_cast<std::uint8_t>(c));
+  writer.U64(query.gameId);
+  if (query.challengeId) writer.U32(*query.challengeId);
+  return writer.bytes;
+}
+
 /// A challenge response of exactly 12 bytes carries the id in its last four bytes, one of any other
 /// length in its first four.
 inline Bytes EncodeChallengeResponse(std::uint32_t challengeId, std::size_t length) {

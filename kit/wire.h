@@ -86,6 +86,9 @@ class FrameReader {
     return command;
   }
 
+  /// How many bytes of a command that is not whole yet have come.
+  std::size_t Pending() const { return received.size(); }
+
  private:
   std::size_t U16At(std::size_t offset) const {
     return static_cast<std::size_t>(received[offset] | received[offset + 1] << 8);

@@ -13,12 +13,17 @@ language: sh by bash in the repository, bat by cmd.exe beside the built programs
   not-run             nobody does, and the sentence before the block says "not run" or
                       "not been run"
 
+A whole host in C++ is compiled and run when it has the mark
+
+  prints="TEXT"       it ends by itself, without an error, and has printed TEXT
+
 Commands without a fence fail the test, and so do names of scripts that do not exist.
 """
 
 import os
 import pathlib
 import re
+import shutil
 import signal
 import subprocess
 import sys
@@ -69,7 +74,7 @@ def read_page(repository, page, offences):
             if block is None:
                 block = Block(page, number, line[3:].strip(), sentence)
             else:
-                if block.language in LANGUAGES:
+                if block.language in LANGUAGES or block.mark.startswith("prints="):
                     blocks.append(block)
                 block = None
                 sentence = ""
@@ -88,6 +93,7 @@ def read_page(repository, page, offences):
 class Shell:
     def __init__(self, repository, build):
         self.repository = repository
+        self.build = build
         self.programs = build / "bin"
 
     def run(self, block, until=None):
@@ -100,6 +106,21 @@ class Shell:
             script.flush()
             command = [self.repository / "scripts/run-wine", "cmd", "/c", pathlib.Path(script.name).name]
             self.run_command(command, self.programs, until)
+
+    def run_host(self, block, text):
+        print(f"{block}: a host that prints {text!r}", flush=True)
+        with tempfile.TemporaryDirectory(dir=self.build) as folder:
+            host = pathlib.Path(folder) / "host.exe"
+            host.with_suffix(".cpp").write_text(block.script())
+            shutil.copy(self.build / "launcher.dll", folder)
+            subprocess.run(["x86_64-w64-mingw32-g++-posix", "-std=c++17", "-Wall", "-Wextra", "-Werror", "-static",
+                            "-I", self.repository / "include", host.with_suffix(".cpp"), "-o", host,
+                            self.build / "liblauncher.dll.a"], check=True)
+            printed = subprocess.run([self.repository / "scripts/run-wine", host], check=True, text=True,
+                                     timeout=PATIENCE_SECONDS, stdin=subprocess.DEVNULL,
+                                     stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout
+        if text not in printed:
+            raise RuntimeError(f"printed {printed!r}")
 
     def run_command(self, command, folder, until):
         if until is None:
@@ -135,6 +156,8 @@ def check(block, shell, tests):
         shell.run(block)
     elif until := re.fullmatch(r'run until="(.+)"', mark):
         shell.run(block, until[1])
+    elif prints := re.fullmatch(r'prints="(.+)"', mark):
+        shell.run_host(block, prints[1])
     elif mark == "guide":
         if "guide_test" not in tests:
             raise RuntimeError("there is no guide_test")

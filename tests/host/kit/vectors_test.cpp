@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/host/kit/kit_program.h"
 #include "tests/host/query/query_server.h"
 #include "tests/support/dll_host.h"
 #include "tests/support/game_installation.h"
@@ -110,6 +111,24 @@ TEST(Vectors, Queries) {
     const std::optional<Event> event = host.WaitForEvent(L"QueryServerResult");
     ASSERT_TRUE(event.has_value());
     EXPECT_EQ(event->arg[1], WideText(vector, "json"));
+  }
+}
+
+// The kit reads a server's answers with code of its own.
+TEST(Vectors, QueriesOfTheDemoLauncher) {
+  for (const json& vector : LoadVectors("query.json", "queries")) {
+    SCOPED_TRACE(Text(vector, "name"));
+    const UdpPeer server;
+    KitProgram launcher(L"demo_launcher.exe", L"query 127.0.0.1:" + std::to_wstring(server.Port()) +
+                                                  L" --timeout 60" + L" --game-id " +
+                                                  WideText(vector, "gameId"));
+    const Exchange exchange =
+        Serve(server, Bytes(vector, "challengeResponse"), Bytes(vector, "response"));
+    EXPECT_EQ(exchange.challengeRequest, Bytes(vector, "challengeRequest"));
+    EXPECT_EQ(exchange.queryRequest, Bytes(vector, "queryRequest"));
+    const std::string status = launcher.WaitForLine("status: ");
+    EXPECT_TRUE(Text(vector, "json").starts_with("{\n  \"status\": \"" + status + "\"")) << status;
+    EXPECT_EQ(launcher.ExitCode(), status == "SUCCESS" ? 0U : 1U);
   }
 }
 
