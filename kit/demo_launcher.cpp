@@ -218,7 +218,7 @@ sockaddr_in ToAddress(const std::string& server) {
   return address;
 }
 
-/// What the launcher would tell its host.
+/// With the status that a host would get.
 class QueryFailure : public std::runtime_error {
  public:
   QueryFailure(std::string launcherStatus, const std::string& why)

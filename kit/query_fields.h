@@ -57,7 +57,7 @@ inline std::vector<Field> ChallengeFields(const Bytes& response) {
 struct ResponseDescription {
   std::vector<Field> fields;       // all that could be read
   std::vector<std::string> notes;  // what a server's author is likely not to have meant
-  std::string status;              // what the launcher tells its host
+  std::string status;              // what a host would get
 };
 
 /// Reads one response.

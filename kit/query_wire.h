@@ -123,7 +123,7 @@ struct Team {
 inline constexpr std::uint8_t kServerStateInRound = 3;  // the state whose answer has round times
 inline constexpr std::size_t kMaxTeams = 128;
 
-/// What a game server tells about itself.
+/// The state that a game server reports.
 struct ServerReport {
   std::uint8_t version = 10;  // of the protocol, 3 to 10
   std::uint8_t serverState = kServerStateInRound;
