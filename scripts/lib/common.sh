@@ -1,7 +1,7 @@
-# What scripts/build, scripts/test and scripts/demo share. Sourced; leaves the
-# caller in the root of the repository.
+# What the scripts share. Sourced; leaves the caller in the root of the repository.
 
 root="$(cd -- "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/../.." && pwd -P)"
+. "$root/scripts/lib/help.sh"
 cd -- "$root"
 
 # The caller's settings for other projects do not count here.

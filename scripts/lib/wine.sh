@@ -41,8 +41,9 @@ PrepareWine() {
   (
     flock 9
     [[ -e "$ready" ]] && exit
-    rm -rf "$WINEPREFIX" "$HOME"
-    mkdir -p "$HOME"
+    # Never by "$HOME": whoever forgets UseWine has a home of their own.
+    rm -rf "$wineFolder/prefix" "$wineFolder/home"
+    mkdir -p "$wineFolder/home"
     # Into a file: what Wine leaves running must not keep the caller's output
     # open. And 9>&-, or it would keep the lock.
     exec >"$wineFolder/init.log" 2>&1
@@ -77,5 +78,5 @@ StopWine() (
   [[ -d "$WINEPREFIX" ]] || exit 0
   wineserver -k >/dev/null 2>&1 || true # Fails when no server runs.
   wineserver -w >/dev/null 2>&1 || true
-  rm -rf "$TMPDIR"
+  rm -rf "$wineFolder/tmp"
 )
