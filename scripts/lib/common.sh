@@ -15,6 +15,9 @@ buildPackages=(cmake ninja-build g++-mingw-w64-x86-64-posix googletest nlohmann-
 winePackages=(wine wine64)
 # For the browser host's test and demonstration alone.
 browserPackages=(chromium chromium-driver nodejs)
+# For the example hosts in other languages. Node.js may have brought npm with it.
+languagePackages=(golang-go rustc libstd-rust-dev-windows)
+command -v npm >/dev/null || languagePackages+=(npm)
 testPackages=(g++ clang clang-format clang-tidy lld pkgconf python3)
 coveragePackages=(gcovr)
 
@@ -34,7 +37,7 @@ InstallPackages() {
     {
       echo "error: this system is '$system'. Packages are installed on Debian and Ubuntu only."
       echo "Needed are, by their Debian names: ${buildPackages[*]} ${winePackages[*]}" \
-        "${testPackages[*]} ${browserPackages[*]}"
+        "${testPackages[*]} ${browserPackages[*]} ${languagePackages[*]}"
       echo "When you have their like, use the presets: cmake --preset release"
     } >&2
     exit 1

@@ -1,0 +1,3 @@
+module launcher.example/host
+
+go 1.19
