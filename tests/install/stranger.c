@@ -8,6 +8,7 @@ int main(void) {
   launcher_t* launcher = CreateLauncher(NULL, Ignore);
   if (launcher == NULL) return 1;
   launcher_string_t* version = launcher->slots->GetLauncherVersion(launcher);
+  if (version == NULL) return 1;
   printf("C host: contract %u, version %ls, exported version %ls\n", (unsigned)g_LauncherABIVersion,
          version->slots->GetString(version), g_LauncherVersion);
   launcher->slots->FreeString(launcher, version);
