@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstddef>
 
-#include "apps/directory_scan.h"
 #include "apps/file_text.h"
 #include "apps/process_scan.h"
 #include "core/environment.h"
@@ -50,16 +49,6 @@ bool IsX86Processor() {
          system.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_IA32_ON_WIN64;
 }
 
-void AppendName(std::wstring& list, const std::wstring& name) {
-  if (!list.empty()) list += L';';
-  list += name;
-}
-
-// The directory ends in a backslash already. The doubled one is part of the path that is searched.
-std::vector<std::wstring> UpdateNames(const std::wstring& directory) {
-  return ReadDirectoryNames(directory + L"\\Update");
-}
-
 }  // namespace
 
 AshgroveApp::AshgroveApp(EventSink& sink, NotifyCallback hostNotifier, const wchar_t* gamePipeName,
@@ -86,7 +75,7 @@ bool AshgroveApp::_SetupGame(const wchar_t* defaultRegistryKey, const wchar_t* v
   }
   SetParameter(L"APP_VERSION", ReadVersionFile(installDir).c_str());
   probed = true;
-  // A doubled backslash, as in UpdateNames().
+  // The directory ends in a backslash already. The doubled one is part of the path that is asked for.
   SetParameter(L"PUNKBUSTER_INSTALLED",
                HasFileStatus(installDir + L"\\pb\\pbcl.dll") ? L"1" : L"0");
   return true;
@@ -168,7 +157,7 @@ bool AshgroveApp::LaunchProgram(const wchar_t* programPath, const wchar_t* progr
                                 const wchar_t* commandLine, bool launchFlag) {
   if (!DoLaunch(installDir.c_str(), programPath, programName, commandLine, launchFlag))
     return false;
-  PostStateChange(GetEventSink(), GetId(), L"PENDING");
+  GetEventSink().PostStateChange(GetId().c_str(), L"PENDING");
   return true;
 }
 
@@ -186,7 +175,7 @@ bool AshgroveApp::SendCommand(const wchar_t* command, const wchar_t* arg0, const
   LogLine("%s: Creating command %s with args %s, %s, %s, %s\n", kSendLabel, name.c_str(),
           narrow0.c_str(), narrow1.c_str(), narrow2.c_str(), narrow3.c_str());
 
-  // Games read arguments by position: one behind an empty one would be taken for it, so it is
+  // Games read arguments by position: one after an empty one would be taken for it, so it is
   // dropped. The first is always there, even when empty.
   std::string args = narrow0;
   for (const std::string* const argument : {&narrow1, &narrow2, &narrow3}) {
@@ -228,27 +217,6 @@ std::wstring AshgroveApp::GetVersion() {
 
 std::wstring AshgroveApp::GetExtraArguments() {
   return SetupGame() ? GetParameter(L"EXTRA_ARGUMENTS") : L"NOT_INSTALLED";
-}
-
-void AshgroveApp::QueueEvent(EventPtr event) { GetEventSink().QueueEvent(std::move(event)); }
-
-std::wstring ListUpdateDirectories(const std::wstring& directory) {
-  std::wstring list;
-  for (const std::wstring& name : UpdateNames(directory)) AppendName(list, name);
-  return list;
-}
-
-std::wstring ListRegisteredUpdates(const std::wstring& directory,
-                                   const std::wstring& registryBase) {
-  std::wstring list;
-  for (const std::wstring& name : UpdateNames(directory)) {
-    std::wstring updateKey = registryBase;
-    updateKey += L'\\';
-    updateKey += name;
-    UniqueRegistryKey key;
-    if (OpenMachineKey(updateKey, key) == ERROR_SUCCESS) AppendName(list, name);
-  }
-  return list;
 }
 
 }  // namespace launcher

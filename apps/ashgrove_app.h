@@ -4,7 +4,6 @@
 #define LAUNCHER_APPS_ASHGROVE_APP_H_
 
 #include <string>
-#include <vector>
 
 #include "apps/base_app.h"
 #include "gamepipe/pellmar_app_base.h"
@@ -34,8 +33,6 @@ class AshgroveApp : public BaseApp, public PellmarAppBase {
   /// installed; paths and parameters that an earlier success left then stay.
   virtual bool SetupGame() = 0;
 
-  void QueueEvent(EventPtr event) override;
-
  protected:
   /// The common part of `SetupGame`. `x86Name` is empty for games with one executable.
   bool _SetupGame(const wchar_t* defaultRegistryKey, const wchar_t* valueName,
@@ -47,7 +44,8 @@ class AshgroveApp : public BaseApp, public PellmarAppBase {
 
   const std::wstring& GetInstallDir() const { return installDir; }
 
-  /// What was ever found out: the registry was asked, the game was there. Never cleared.
+  /// Set once the registry was asked and once the game was found, and never cleared. For classes of
+  /// games; the library reads neither.
   bool probedByRegistry = false;
   bool probed = false;
 
@@ -63,12 +61,6 @@ class AshgroveApp : public BaseApp, public PellmarAppBase {
   std::wstring binaryName;
   std::wstring altBinaryName;
 };
-
-/// The names of the game's update directories, joined by ";".
-std::wstring ListUpdateDirectories(const std::wstring& directory);
-
-/// As `ListUpdateDirectories`, but only names that are also keys under `registryBase`.
-std::wstring ListRegisteredUpdates(const std::wstring& directory, const std::wstring& registryBase);
 
 }  // namespace launcher
 

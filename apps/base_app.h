@@ -12,7 +12,7 @@
 namespace launcher {
 
 /// An application: its identifier, its parameters, and the means to start it through the helper. All
-/// calls come on the host's thread. The virtual operations correspond one to one to the host's slots.
+/// calls come on the host's thread. Each virtual operation belongs to the host's slot of that name.
 /// Text arguments are never null and only read during the call.
 class BaseApp {
  public:
@@ -49,7 +49,8 @@ class BaseApp {
  private:
   std::map<std::wstring, std::wstring, std::less<>> parameters;
   std::wstring id;
-  // Kept for embedders of the class; events go through `eventSink`, which calls it.
+  // The host's notifier, kept for the owner of the application. Nothing reads it: events go through
+  // `eventSink`, and the launcher calls the notifier.
   [[maybe_unused]] NotifyCallback host;
   EventSink& eventSink;
 };

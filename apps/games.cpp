@@ -1,131 +1,154 @@
 #include "apps/games.h"
 
+#include <string>
+
+#include "apps/ashgrove_app.h"
+#include "apps/directory_scan.h"
 #include "core/log.h"
+#include "core/registry.h"
 
 namespace launcher {
 namespace {
 
-constexpr wchar_t kInstallDirValue[] = L"Install Dir";
+// ---- What a game has in "EXPANSIONS_INSTALLED" -----------------------------------------------
 
-// The three main editions share a pipe, and so do the two Brenna editions: one game of each group
-// can own it at a time.
-constexpr wchar_t kTavrPipe[] = L"\\\\.\\pipe\\tavr_pellmar";
-constexpr wchar_t kTamsinPipe[] = L"\\\\.\\pipe\\tamsin_pellmar";
-constexpr wchar_t kBrennaPipe[] = L"\\\\.\\pipe\\brenna_pellmar";
-constexpr wchar_t kSolanoPipe[] = L"\\\\.\\pipe\\solano_pellmar";
+// The directory ends in a backslash already. The doubled one is part of the path that is searched.
+std::vector<std::wstring> UpdateNames(const std::wstring& directory) {
+  return ReadDirectoryNames(directory + L"\\Update");
+}
 
-// The beta registers its updates under the main title's key, whatever key it was found under.
-constexpr wchar_t kTamsinUpdatesKey[] = L"SOFTWARE\\Hollin Games\\AGX";
-constexpr wchar_t kBrennaKey[] = L"SOFTWARE\\Hollin Games\\Ashgrove 4";
+void AppendName(std::wstring& list, const std::wstring& name) {
+  if (!list.empty()) list += L';';
+  list += name;
+}
 
-// Games with one executable have no name for the 32-bit one.
-constexpr wchar_t kNoX86Name[] = L"";
+std::wstring ListUpdateDirectories(const std::wstring& directory) {
+  std::wstring list;
+  for (const std::wstring& name : UpdateNames(directory)) AppendName(list, name);
+  return list;
+}
 
-constexpr wchar_t kExpansions[] = L"EXPANSIONS_INSTALLED";
+// Only names that are also keys under `registryBase`.
+std::wstring ListRegisteredUpdates(const std::wstring& directory,
+                                   const std::wstring& registryBase) {
+  std::wstring list;
+  for (const std::wstring& name : UpdateNames(directory)) {
+    std::wstring updateKey = registryBase;
+    updateKey.append(L"\\").append(name);
+    UniqueRegistryKey key;
+    if (OpenMachineKey(updateKey, key) == ERROR_SUCCESS) AppendName(list, name);
+  }
+  return list;
+}
 
-// What the test editions report, without a look at the disk.
-constexpr wchar_t kAllExpansions[] = L"Xpack0;Xpack1;Xpack2;Xpack3;Xpack4";
+constexpr wchar_t kTamsinKey[] = LR"(SOFTWARE\Hollin Games\AGX)";
+constexpr wchar_t kBrennaKey[] = LR"(SOFTWARE\Hollin Games\Ashgrove 4)";
+
+std::wstring ListTamsinUpdates(const std::wstring& directory) {
+  return ListRegisteredUpdates(directory, kTamsinKey);
+}
+
+std::wstring ListBrennaUpdates(const std::wstring& directory) {
+  return ListRegisteredUpdates(directory, kBrennaKey);
+}
+
+// The test editions report all, without a look at the disk.
+std::wstring ListAllExpansions(const std::wstring& /*directory*/) {
+  return L"Xpack0;Xpack1;Xpack2;Xpack3;Xpack4";
+}
+
+// ---- Classes of games ------------------------------------------------------------------------
+
+struct Game {
+  std::unique_ptr<BaseApp> (*create)(EventSink& sink, NotifyCallback notifier, const Game& game);
+  const wchar_t* id;
+  const wchar_t* pipeName;
+  const wchar_t* x64Name;  // or the only executable
+  const wchar_t* x86Name;
+  const wchar_t* registryKey;
+  std::wstring (*listExpansions)(const std::wstring& directory);
+};
+
+class CatalogueGame : public AshgroveApp {
+ public:
+  CatalogueGame(EventSink& sink, NotifyCallback notifier, const Game& tableRow)
+      : AshgroveApp(sink, notifier, tableRow.pipeName, tableRow.id), game(tableRow) {}
+
+  bool SetupGame() final {
+    if (!_SetupGame(game.registryKey, L"Install Dir", game.x64Name, game.x86Name)) return false;
+    SetParameter(L"EXPANSIONS_INSTALLED", game.listExpansions(GetInstallDir()).c_str());
+    return true;
+  }
+
+ private:
+  const Game& game;
+};
+
+// Started through a starter program of its own, but running as its executable.
+class TAVRGame final : public CatalogueGame {
+ public:
+  using CatalogueGame::CatalogueGame;
+
+  bool Launch(const wchar_t* commandLine, bool launchFlag, const wchar_t* /*text1*/,
+              const wchar_t* /*text2*/, const wchar_t* /*text3*/,
+              const wchar_t* /*text4*/) override {
+    if (!SetupGame()) {
+      LogLine(L"%s: Game is not properly probed, aborting\n", L"TAVRGame::Launch");
+      return false;
+    }
+    // The directory ends in a backslash already; helpers get the doubled one.
+    const std::wstring starter = GetInstallDir() + L"\\" + L"Launcher.exe";
+    return LaunchProgram(starter.c_str(), L"Launcher.exe", commandLine, launchFlag);
+  }
+};
+
+// These add nothing to their rows.
+using TamsinGame = CatalogueGame;
+using TamsinCteGame = CatalogueGame;
+using BrennaGame = CatalogueGame;
+using BrennaCteGame = CatalogueGame;
+using SolanoGame = CatalogueGame;
+
+// ---- The table -------------------------------------------------------------------------------
+
+template <typename GameClass>
+std::unique_ptr<BaseApp> Create(EventSink& sink, NotifyCallback notifier, const Game& game) {
+  return std::make_unique<GameClass>(sink, notifier, game);
+}
+
+// In the order in which the launcher makes them. Editions that share a pipe cannot have it at the same
+// time. The beta has one executable for both processors, and reports the main title's updates.
+// clang-format off
+constexpr Game kGames[] = {
+    {Create<TAVRGame>,      L"TAVR-GAME",            LR"(\\.\pipe\tavr_pellmar)",
+     L"TAVR.exe",           L"",                     LR"(SOFTWARE\Brightwater Games\Ironvale Sentry)",
+     ListUpdateDirectories},
+    {Create<TamsinGame>,    L"TAMSIN-BETA2-GAME",    LR"(\\.\pipe\tamsin_pellmar)",
+     L"agx.exe",            L"agx.exe",              LR"(SOFTWARE\Hollin Games\AGX Beta 2)",
+     ListTamsinUpdates},
+    {Create<TamsinGame>,    L"TAMSIN-MAINLINE-GAME", LR"(\\.\pipe\tamsin_pellmar)",
+     L"agx.exe",            L"agx_x86.exe",          kTamsinKey,
+     ListTamsinUpdates},
+    {Create<TamsinCteGame>, L"TAMSIN-CTE-GAME",      LR"(\\.\pipe\tamsin_pellmar)",
+     L"agxcte.exe",         L"",                     LR"(SOFTWARE\Hollin Games\AGX CTE)",
+     ListAllExpansions},
+    {Create<BrennaGame>,    L"BRENNA-GAME",          LR"(\\.\pipe\brenna_pellmar)",
+     L"ag4.exe",            L"ag4_x86.exe",          kBrennaKey,
+     ListBrennaUpdates},
+    {Create<BrennaCteGame>, L"BRENNA-CTE-GAME",      LR"(\\.\pipe\brenna_pellmar)",
+     L"ag4cte.exe",         L"ag4cte_x86.exe",       LR"(SOFTWARE\Hollin Games\Ashgrove 4 CTE)",
+     ListAllExpansions},
+    {Create<SolanoGame>,    L"SOLANO-GAME",          LR"(\\.\pipe\solano_pellmar)",
+     L"ag3.exe",            L"",                     LR"(SOFTWARE\Hollin Games\Ashgrove 3)",
+     ListUpdateDirectories},
+};
+// clang-format on
 
 }  // namespace
 
-TAVRGame::TAVRGame(EventSink& sink, NotifyCallback hostNotifier)
-    : AshgroveApp(sink, hostNotifier, kTavrPipe, L"TAVR-GAME") {}
-
-bool TAVRGame::SetupGame() {
-  if (!_SetupGame(L"SOFTWARE\\Brightwater Games\\Ironvale Sentry", kInstallDirValue, L"TAVR.exe",
-                  kNoX86Name)) {
-    return false;
-  }
-  SetParameter(kExpansions, ListUpdateDirectories(GetInstallDir()).c_str());
-  return true;
-}
-
-bool TAVRGame::Launch(const wchar_t* commandLine, bool launchFlag, const wchar_t* /*text1*/,
-                      const wchar_t* /*text2*/, const wchar_t* /*text3*/,
-                      const wchar_t* /*text4*/) {
-  if (!SetupGame()) {
-    LogLine(L"%s: Game is not properly probed, aborting\n", L"TAVRGame::Launch");
-    return false;
-  }
-  // The directory ends in a backslash already; helpers get the doubled one.
-  const std::wstring starter = GetInstallDir() + L"\\" + L"Launcher.exe";
-  return LaunchProgram(starter.c_str(), L"Launcher.exe", commandLine, launchFlag);
-}
-
-TamsinGame::TamsinGame(EventSink& sink, NotifyCallback hostNotifier, const wchar_t* gameRegistryKey,
-                       const wchar_t* gameValueName, const wchar_t* gameX64Name,
-                       const wchar_t* gameX86Name, const wchar_t* applicationId)
-    : AshgroveApp(sink, hostNotifier, kTamsinPipe, applicationId),
-      registryKey(gameRegistryKey),
-      valueName(gameValueName),
-      x64Name(gameX64Name),
-      x86Name(gameX86Name) {}
-
-bool TamsinGame::SetupGame() {
-  if (!_SetupGame(registryKey, valueName, x64Name, x86Name)) return false;
-  SetParameter(kExpansions, ListRegisteredUpdates(GetInstallDir(), kTamsinUpdatesKey).c_str());
-  return true;
-}
-
-TamsinCteGame::TamsinCteGame(EventSink& sink, NotifyCallback hostNotifier)
-    : AshgroveApp(sink, hostNotifier, kTamsinPipe, L"TAMSIN-CTE-GAME") {}
-
-bool TamsinCteGame::SetupGame() {
-  if (!_SetupGame(L"SOFTWARE\\Hollin Games\\AGX CTE", kInstallDirValue, L"agxcte.exe",
-                  kNoX86Name)) {
-    return false;
-  }
-  SetParameter(kExpansions, kAllExpansions);
-  return true;
-}
-
-BrennaGame::BrennaGame(EventSink& sink, NotifyCallback hostNotifier)
-    : AshgroveApp(sink, hostNotifier, kBrennaPipe, L"BRENNA-GAME") {}
-
-bool BrennaGame::SetupGame() {
-  if (!_SetupGame(kBrennaKey, kInstallDirValue, L"ag4.exe", L"ag4_x86.exe")) return false;
-  SetParameter(kExpansions, ListRegisteredUpdates(GetInstallDir(), kBrennaKey).c_str());
-  return true;
-}
-
-BrennaCteGame::BrennaCteGame(EventSink& sink, NotifyCallback hostNotifier)
-    : AshgroveApp(sink, hostNotifier, kBrennaPipe, L"BRENNA-CTE-GAME") {}
-
-bool BrennaCteGame::SetupGame() {
-  if (!_SetupGame(L"SOFTWARE\\Hollin Games\\Ashgrove 4 CTE", kInstallDirValue, L"ag4cte.exe",
-                  L"ag4cte_x86.exe")) {
-    return false;
-  }
-  SetParameter(kExpansions, kAllExpansions);
-  return true;
-}
-
-SolanoGame::SolanoGame(EventSink& sink, NotifyCallback hostNotifier)
-    : AshgroveApp(sink, hostNotifier, kSolanoPipe, L"SOLANO-GAME") {}
-
-bool SolanoGame::SetupGame() {
-  if (!_SetupGame(L"SOFTWARE\\Hollin Games\\Ashgrove 3", kInstallDirValue, L"ag3.exe",
-                  kNoX86Name)) {
-    return false;
-  }
-  SetParameter(kExpansions, ListUpdateDirectories(GetInstallDir()).c_str());
-  return true;
-}
-
 std::vector<std::unique_ptr<BaseApp>> CreateGames(EventSink& sink, NotifyCallback hostNotifier) {
   std::vector<std::unique_ptr<BaseApp>> games;
-  games.push_back(std::make_unique<TAVRGame>(sink, hostNotifier));
-  // The beta has one executable for both architectures.
-  games.push_back(
-      std::make_unique<TamsinGame>(sink, hostNotifier, L"SOFTWARE\\Hollin Games\\AGX Beta 2",
-                                   kInstallDirValue, L"agx.exe", L"agx.exe", L"TAMSIN-BETA2-GAME"));
-  games.push_back(std::make_unique<TamsinGame>(sink, hostNotifier, L"SOFTWARE\\Hollin Games\\AGX",
-                                               kInstallDirValue, L"agx.exe", L"agx_x86.exe",
-                                               L"TAMSIN-MAINLINE-GAME"));
-  games.push_back(std::make_unique<TamsinCteGame>(sink, hostNotifier));
-  games.push_back(std::make_unique<BrennaGame>(sink, hostNotifier));
-  games.push_back(std::make_unique<BrennaCteGame>(sink, hostNotifier));
-  games.push_back(std::make_unique<SolanoGame>(sink, hostNotifier));
+  for (const Game& game : kGames) games.push_back(game.create(sink, hostNotifier, game));
   return games;
 }
 

@@ -8,8 +8,8 @@
 
 namespace launcher {
 
-/// "OSTREL-APP": told from the registry, opened through its link scheme, without a pipe and without
-/// a process that is followed.
+/// "OSTREL-APP": found in the registry, opened through its link scheme, without a pipe and without a
+/// process that is followed.
 class OstrelApp final : public BaseApp {
  public:
   OstrelApp(EventSink& sink, NotifyCallback hostNotifier);

@@ -116,35 +116,36 @@ bool LoadDocument(IXMLDOMDocument& document, const std::wstring& path) {
   source.vt = VT_BSTR;
   source.bstrVal = pathString.get();
   VARIANT_BOOL loaded = VARIANT_FALSE;
-  return document.load(source, &loaded) == S_OK && loaded != VARIANT_FALSE;
+  return SUCCEEDED(document.load(source, &loaded)) && loaded != VARIANT_FALSE;
 }
 
-// Reads an attribute of a node. False when the node has none of that name; comments and texts between
-// the elements have no attributes at all.
-bool ReadAttribute(IXMLDOMNode& node, const wchar_t* name, ComVariant& value) {
-  ComPointer<IXMLDOMNamedNodeMap> attributes;
-  if (node.get_attributes(attributes.put()) != S_OK || !attributes) return false;
+// Reads one of an element's attributes. False when it has none of that name.
+bool ReadAttribute(IXMLDOMNamedNodeMap& attributes, const wchar_t* name, ComVariant& value) {
   ComPointer<IXMLDOMNode> attribute;
   const ComString attributeName(name);
-  if (attributes->getNamedItem(attributeName.get(), attribute.put()) != S_OK || !attribute) {
-    return false;
-  }
-  return attribute->get_nodeValue(value.put()) == S_OK;
+  return SUCCEEDED(attributes.getNamedItem(attributeName.get(), attribute.put())) && attribute &&
+         SUCCEEDED(attribute->get_nodeValue(value.put()));
 }
 
 // The first setting of that name decides; without one, or without a value, the mode is enabled.
+// Success codes other than S_OK count as what they bring: an object, or none.
 bool IsEnabledIn(IXMLDOMDocument& document) {
   ComPointer<IXMLDOMElement> root;
-  if (document.get_documentElement(root.put()) != S_OK || !root) return true;
+  if (FAILED(document.get_documentElement(root.put())) || !root) return true;
   ComPointer<IXMLDOMNodeList> children;
-  if (root->get_childNodes(children.put()) != S_OK || !children) return true;
+  if (FAILED(root->get_childNodes(children.put())) || !children) return true;
   for (;;) {
     ComPointer<IXMLDOMNode> child;
-    if (children->nextNode(child.put()) != S_OK || !child) return true;
+    if (FAILED(children->nextNode(child.put())) || !child) return true;
+    // Comments and texts between the elements have no attributes at all.
+    ComPointer<IXMLDOMNamedNodeMap> attributes;
+    if (FAILED(child->get_attributes(attributes.put())) || !attributes) continue;
     ComVariant key;
-    if (!ReadAttribute(*child.get(), L"key", key) || !key.Equals(L"LocalHostEnabled")) continue;
+    if (!ReadAttribute(*attributes.get(), L"key", key) || !key.Equals(L"LocalHostEnabled")) {
+      continue;
+    }
     ComVariant value;
-    return !ReadAttribute(*child.get(), L"value", value) || !value.Equals(L"false");
+    return !ReadAttribute(*attributes.get(), L"value", value) || !value.Equals(L"false");
   }
 }
 

@@ -30,7 +30,7 @@ constexpr std::size_t kFramesInRead = 77;
 constexpr std::size_t kReadsInRound = 20;
 
 std::string Frames(std::size_t count) {
-  std::vector<std::uint8_t> bytes;
+  launcher::ByteVector bytes;
   const vorn::PellmarCommand command(kCommandName, kCommandArgs);
   for (std::size_t i = 0; i < count; ++i) launcher::AppendFrame(command, bytes);
   return {bytes.begin(), bytes.end()};
@@ -72,9 +72,7 @@ class OneGame final : public launcher::PellmarAppBase, private launcher::EventSi
     ++count;
     events.Push(std::move(event));
   }
-  void PostEvent(const wchar_t*, const wchar_t*, const wchar_t*, const wchar_t*, const wchar_t*,
-                 const wchar_t*, const wchar_t*, const wchar_t*, const wchar_t*,
-                 const wchar_t*) override {}
+  void PostStateChange(const wchar_t*, const wchar_t*) override {}
 
   void Drain() { events.Clear(); }
   std::size_t Count() const { return count; }

@@ -15,7 +15,6 @@
 
 #include "bench/measure.h"
 #include "core/text.h"
-#include "gamepipe/byte_vector.h"
 #include "gamepipe/frame.h"
 #include "ping/ping_json.h"
 #include "query/query_json.h"
@@ -308,7 +307,7 @@ class CountingCommand final : public vorn::PellmarCommand {
 constexpr std::size_t kFramesInRead = 77;  // 4081 of 4096 bytes
 
 void MeasureEncoding() {
-  std::vector<std::uint8_t> frame;
+  launcher::ByteVector frame;
   launcher::EncodeFrame(kCommand, frame);
   std::vector<std::uint8_t> copies;
   const auto copyFrames = [&] {
@@ -352,7 +351,7 @@ class WaitingFrames {
   }
 
  private:
-  std::vector<std::uint8_t> frames;
+  launcher::ByteVector frames;
   vorn::CommandHandler handler;
   launcher::ReceiveBuffer received;
 };
@@ -374,7 +373,7 @@ bench::Comparison CompareWithTen(std::size_t count) {
 }
 
 bool MeasureDecoding() {
-  std::vector<std::uint8_t> frames;
+  launcher::ByteVector frames;
   msgpack::sbuffer packed;
   for (std::size_t i = 0; i < kFramesInRead; ++i) {
     launcher::AppendFrame(kCommand, frames);

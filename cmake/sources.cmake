@@ -6,8 +6,8 @@ set(LAUNCHER_PORTABLE_SOURCES
     core/event_info.cpp
     core/wide_appender.cpp
     gamepipe/command.cpp
+    gamepipe/command_event.cpp
     gamepipe/frame.cpp
-    gamepipe/generic_pellmar_command.cpp
     gamepipe/words.cpp
     ping/ping_json.cpp
     query/game_mode.cpp
@@ -36,6 +36,7 @@ set(LAUNCHER_WINDOWS_SOURCES
     core/registry.cpp
     core/runtime/runtime_trim.cpp
     core/text.cpp
+    gamepipe/generic_pellmar_command.cpp
     gamepipe/pellmar_app_base.cpp
     gamepipe/pipe_channel.cpp
     gamepipe/pipe_client.cpp
@@ -60,7 +61,6 @@ set(LAUNCHER_HOT_SOURCES
     core/log.cpp
     core/text.cpp
     core/wide_appender.cpp
-    gamepipe/frame.cpp
     ping/ping_json.cpp
     query/net_message.cpp
     query/query_json.cpp

@@ -64,7 +64,7 @@ inline void CheckRoundTrip(const std::string& name, const std::string& args) {
   if (name.size() > kMaxName || name.size() + args.size() + launcher::kFrameOverhead > kMaxFrame) {
     return;
   }
-  std::vector<std::uint8_t> frame;
+  launcher::ByteVector frame;
   launcher::EncodeFrame(vorn::PellmarCommand(name, args), frame);
   const DecodedStream decoded = DecodeInPieces(frame, [&] { return frame.size(); });
   Require(decoded.accepted && decoded.rest.empty(), "a frame is decoded whole");

@@ -14,7 +14,7 @@
 #include "core/event_info.h"
 #include "core/text.h"
 #include "fuzz/property.h"
-#include "gamepipe/generic_pellmar_command.h"
+#include "gamepipe/command_event.h"
 #include "gamepipe/words.h"
 #include "ping/ping_json.h"
 
@@ -50,41 +50,25 @@ inline void CheckWords(const std::string& text, const std::string& delimiters) {
   for (const std::string_view word : words) {
     Require(!word.empty(), "no word is empty");
     Require(std::none_of(word.begin(), word.end(), isDelimiter), "no word holds a delimiter");
-    Require(std::all_of(end, word.data(), isDelimiter), "between words stand delimiters alone");
+    Require(std::all_of(end, word.data(), isDelimiter), "between words are delimiters alone");
     Require(end == text.data() || end < word.data(), "words that touch are one word");
     end = word.data() + word.size();
   }
   Require(std::all_of(end, text.data() + text.size(), isDelimiter), "no word is left out");
 }
 
-/// Keeps the texts of the last event.
-class EventTexts final : public launcher::CommandEventReceiver {
- public:
-  void QueueEvent(launcher::EventPtr event) override {
-    ++count;
-    source = event->GetSource();
-    name = event->GetName();
-    arguments = {event->GetArg0(), event->GetArg1(), event->GetArg2(), event->GetArg3(),
-                 event->GetArg4(), event->GetArg5(), event->GetArg6(), event->GetArg7()};
-  }
-
-  int count = 0;
-  std::wstring source;
-  std::wstring name;
-  std::array<std::wstring, launcher::EventFields::kArgumentCount> arguments;
-};
-
 inline void CheckCommandEvent(const std::string& name, const std::string& args) {
-  EventTexts texts;
-  launcher::GenericPellmarCommand command(texts, L"source");
-  command.execute(name, args);
-  Require(texts.count == 1, "one command makes one event");
-  Require(texts.source == L"source" && texts.name == launcher::Utf8ToWide(name),
+  const launcher::EventPtr event = launcher::MakeCommandEvent(L"source", name, args);
+  Require(event->GetSource() == std::wstring(L"source") &&
+              event->GetName() == launcher::Utf8ToWide(name),
           "an event is named after its command");
+  const std::array<std::wstring, launcher::EventFields::kArgumentCount> arguments = {
+      event->GetArg0(), event->GetArg1(), event->GetArg2(), event->GetArg3(),
+      event->GetArg4(), event->GetArg5(), event->GetArg6(), event->GetArg7()};
   const std::vector<std::string_view> words = launcher::SplitString(args, " ");
-  for (std::size_t i = 0; i < texts.arguments.size(); ++i) {
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
     const std::string word(i < words.size() ? words[i] : std::string_view());
-    Require(texts.arguments[i] == launcher::Utf8ToWide(word),
+    Require(arguments[i] == launcher::Utf8ToWide(word),
             "the arguments are the words, missing ones are empty");
   }
 }

@@ -38,11 +38,13 @@ class CommandHandler {
       : defaultCommand(std::move(command)) {}
   CommandHandler(const CommandHandler&) = delete;
   CommandHandler& operator=(const CommandHandler&) = delete;
+  /// Destroys the registered commands in the order of their names, then the default command.
   virtual ~CommandHandler();
 
   /// Calls `execute` of the object registered under `name`, else of the default command.
   void Dispatch(const std::string& name, const std::string& args);
 
+  /// The launcher registers none: the default command gets everything that a game sends.
   std::map<std::string, std::unique_ptr<PellmarCommand>> commands;
   std::unique_ptr<PellmarCommand> defaultCommand;
 };

@@ -1,10 +1,9 @@
 #include "gamepipe/frame.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string>
-#include <utility>
-
-#include "core/short_copy.h"
+#include <string_view>
 
 namespace launcher {
 namespace {
@@ -17,47 +16,51 @@ std::uint8_t* PutLittleEndian16(std::size_t value, std::uint8_t* out) {
   return out;
 }
 
+std::uint8_t* PutText(std::string_view text, std::uint8_t* out) {
+  std::memcpy(out, text.data(), text.size());
+  return out + text.size();
+}
+
 std::size_t GetLittleEndian16(std::span<const std::uint8_t> bytes) {
   return static_cast<std::size_t>(bytes[0]) | static_cast<std::size_t>(bytes[1]) << 8;
 }
 
-void Assign(std::span<const std::uint8_t> bytes, std::string& text) {
-  text.assign(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-}
-
-// What stands at the front of the received bytes.
-enum class Next { kFrame, kPartial, kForeign };
+// What the received bytes begin with.
+enum class Front { kFrame, kIncompleteFrame, kBadMagic };
 
 // Consumes a whole frame. Leaves the bytes as they are when it does not return kFrame or when
 // memory runs out.
-Next TakeFrame(ReceiveBuffer& received, FrameTexts& texts) {
+Front TakeFrame(ReceiveBuffer& received, std::string& name, std::string& args) {
   const std::span<const std::uint8_t> bytes = received.Unread();
-  if (bytes.size() < kFrameMinimum) return Next::kPartial;
+  if (bytes.size() < kFrameMinimum) return Front::kIncompleteFrame;
   if (!std::equal(std::begin(kFrameMagic), std::end(kFrameMagic), bytes.begin())) {
-    return Next::kForeign;
+    return Front::kBadMagic;
   }
-  if (bytes.size() < GetLittleEndian16(bytes.subspan(kFrameTotalOffset))) return Next::kPartial;
+  if (bytes.size() < GetLittleEndian16(bytes.subspan(kFrameTotalOffset))) {
+    return Front::kIncompleteFrame;
+  }
 
-  // From here on the inner lengths count, not the total. A game may have sent them at odds with it,
-  // so a frame that reaches past what was received waits like any partial frame.
+  // From here on the inner lengths count, not the total. They may disagree with it, so a frame that
+  // reaches beyond what was received waits like any incomplete frame.
   const std::size_t nameLength = bytes[kFrameNameLengthOffset];
   const std::size_t argsLengthOffset = kFrameNameOffset + nameLength;
   const std::size_t argsOffset = argsLengthOffset + kFrameArgsLengthSize;
-  if (bytes.size() < argsOffset) return Next::kPartial;
+  if (bytes.size() < argsOffset) return Front::kIncompleteFrame;
   const std::size_t argsLength = GetLittleEndian16(bytes.subspan(argsLengthOffset));
-  if (bytes.size() - argsOffset < argsLength) return Next::kPartial;
+  if (bytes.size() - argsOffset < argsLength) return Front::kIncompleteFrame;
 
-  Assign(bytes.subspan(kFrameNameOffset, nameLength), texts.name);
-  Assign(bytes.subspan(argsOffset, argsLength), texts.args);
+  const auto* const text = reinterpret_cast<const char*>(bytes.data());
+  name.assign(text + kFrameNameOffset, nameLength);
+  args.assign(text + argsOffset, argsLength);
   received.Consume(argsOffset + argsLength);
-  return Next::kFrame;
+  return Front::kFrame;
 }
 
 }  // namespace
 
 void ReceiveBuffer::Append(std::span<const std::uint8_t> added) {
   if (consumed != 0) {
-    // What is left is one partial frame at most, so this moves little.
+    // What is left is one incomplete frame at most, so this moves little.
     bytes.erase(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(consumed));
     consumed = 0;
   }
@@ -72,24 +75,32 @@ void ReceiveBuffer::Consume(std::size_t count) {
   }
 }
 
-void WriteFrame(const vorn::PellmarCommand& command, std::uint8_t* out) {
-  std::uint8_t* cursor = std::copy(std::begin(kFrameMagic), std::end(kFrameMagic), out);
-  cursor = PutLittleEndian16(FrameSize(command), cursor);
-  *cursor++ = LowByte(command.name.size());
-  cursor = CopyShort(command.name.data(), command.name.size(), cursor);
-  cursor = PutLittleEndian16(command.args.size(), cursor);
-  CopyShort(command.args.data(), command.args.size(), cursor);
+void AppendFrame(const vorn::PellmarCommand& command, ByteVector& out) {
+  const std::string_view name = command.name;
+  const std::string_view args = command.args;
+  const std::size_t begin = out.size();
+  const std::size_t size = name.size() + kFrameOverhead + args.size();
+  out.resize(begin + size);
+  std::uint8_t* cursor = out.data() + begin;
+  cursor = std::copy(std::begin(kFrameMagic), std::end(kFrameMagic), cursor);
+  cursor = PutLittleEndian16(size, cursor);
+  *cursor++ = LowByte(name.size());
+  cursor = PutText(name, cursor);
+  cursor = PutLittleEndian16(args.size(), cursor);
+  PutText(args, cursor);
+}
+
+void EncodeFrame(const vorn::PellmarCommand& command, ByteVector& out) {
+  out.clear();
+  AppendFrame(command, out);
 }
 
 bool DecodeFrames(vorn::CommandHandler& handler, ReceiveBuffer& received) {
-  // A command that runs may bring this function to decode the next frames, into texts of its own.
-  FrameTexts texts = received.TakeTexts();
-  Next next;
-  while ((next = TakeFrame(received, texts)) == Next::kFrame) {
-    handler.Dispatch(texts.name, texts.args);
-  }
-  received.GiveBack(std::move(texts));
-  return next == Next::kPartial;
+  std::string name;
+  std::string args;
+  Front front;
+  while ((front = TakeFrame(received, name, args)) == Front::kFrame) handler.Dispatch(name, args);
+  return front != Front::kBadMagic;
 }
 
 }  // namespace launcher

@@ -17,10 +17,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <string>
-#include <utility>
 #include <vector>
 
+#include "gamepipe/byte_vector.h"
 #include "gamepipe/command.h"
 
 namespace launcher {
@@ -32,62 +31,32 @@ inline constexpr std::size_t kFrameNameOffset = 5;
 inline constexpr std::size_t kFrameArgsLengthSize = 2;
 /// Everything but the name and the arguments.
 inline constexpr std::size_t kFrameOverhead = 7;
-/// A decoder needs these many bytes to tell anything.
+/// With fewer bytes a decoder cannot say anything about a frame.
 inline constexpr std::size_t kFrameMinimum = 5;
 
-/// The two texts of a received frame.
-struct FrameTexts {
-  std::string name;
-  std::string args;
-};
-
 /// Bytes that were received and not yet consumed. Bytes are consumed from the front by moving a
-/// cursor, so the cost of a frame does not depend on how many wait behind it.
+/// cursor, so the cost of a frame does not depend on how many are waiting.
 class ReceiveBuffer {
  public:
   void Append(std::span<const std::uint8_t> added);
   void Consume(std::size_t count);
   std::span<const std::uint8_t> Unread() const { return std::span(bytes).subspan(consumed); }
 
-  /// The memory of frames before, to decode the next ones into. Whoever takes it while it is taken
-  /// finds empty texts.
-  FrameTexts TakeTexts() { return std::exchange(texts, {}); }
-  void GiveBack(FrameTexts taken) { texts = std::move(taken); }
-
  private:
   std::vector<std::uint8_t> bytes;
   std::size_t consumed = 0;
-  FrameTexts texts;
 };
 
-/// The bytes that the frame of `command` takes.
-inline std::size_t FrameSize(const vorn::PellmarCommand& command) {
-  return command.name.size() + kFrameOverhead + command.args.size();
-}
-
-/// Writes the frame of `command`, `FrameSize(command)` bytes. Nothing is checked: a name of more
-/// than 255 bytes or arguments of more than 65,535 give a frame whose length fields hold their low
-/// bits.
-void WriteFrame(const vorn::PellmarCommand& command, std::uint8_t* out);
-
-/// Appends the frame of `command` to a vector of bytes. Leaves `out` as it was when memory runs
-/// out.
-template <typename Bytes>
-void AppendFrame(const vorn::PellmarCommand& command, Bytes& out) {
-  const std::size_t begin = out.size();
-  out.resize(begin + FrameSize(command));
-  WriteFrame(command, out.data() + begin);
-}
+/// Appends the frame of `command`. Nothing is checked: a name of more than 255 bytes or arguments of
+/// more than 65,535 give a frame whose length fields hold their low bits. Leaves `out` as it was when
+/// memory runs out.
+void AppendFrame(const vorn::PellmarCommand& command, ByteVector& out);
 
 /// Replaces `out` by the frame of `command`.
-template <typename Bytes>
-void EncodeFrame(const vorn::PellmarCommand& command, Bytes& out) {
-  out.clear();
-  AppendFrame(command, out);
-}
+void EncodeFrame(const vorn::PellmarCommand& command, ByteVector& out);
 
-/// Consumes the whole frames at the front of `received` and dispatches their commands in order; a
-/// partial frame stays. A frame is consumed before its command runs, so a command may cause more
+/// Consumes the whole frames at the front of `received` and dispatches their commands in order; an
+/// incomplete frame stays. A frame is consumed before its command runs, so a command may cause more
 /// bytes to be appended and decoded. Returns false when a frame does not begin with the magic; the
 /// bytes from there on stay, and the stream cannot be used any more.
 bool DecodeFrames(vorn::CommandHandler& handler, ReceiveBuffer& received);

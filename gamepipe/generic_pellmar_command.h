@@ -5,35 +5,24 @@
 #include <string>
 #include <utility>
 
-#include "core/event_info.h"
 #include "gamepipe/command.h"
 
 namespace launcher {
 
-/// Where the events of a game's commands go. Implemented by the owner of the pipe.
-class CommandEventReceiver {
- public:
-  virtual ~CommandEventReceiver() = default;
+class PellmarAppBase;
 
-  /// Delivers the event to the host.
-  virtual void QueueEvent(EventPtr event) = 0;
-};
-
-/// Makes one event of each command: named after the command, its arguments the first eight words of
-/// the command's arguments, its source the identifier of the application.
+/// Makes one event of each command and hands it to the application whose pipe it came from.
 class GenericPellmarCommand final : public vorn::PellmarCommand {
  public:
-  /// `commandOwner` outlives the object.
-  GenericPellmarCommand(CommandEventReceiver& commandOwner, std::wstring eventSource)
+  /// Nothing is executed once `commandOwner` is gone.
+  GenericPellmarCommand(PellmarAppBase& commandOwner, std::wstring eventSource)
       : PellmarCommand({}, {}), owner(&commandOwner), sourceId(std::move(eventSource)) {}
 
-  /// When memory runs out, the command is dropped and those behind it go on.
+  /// When memory runs out, the command is dropped; the next ones are delivered again.
   void execute(const std::string& receivedName, const std::string& receivedArgs) override;
 
  private:
-  void PostCommandEvent(const std::string& receivedName, const std::string& receivedArgs);
-
-  CommandEventReceiver* owner;
+  PellmarAppBase* owner;
   std::wstring sourceId;
 };
 

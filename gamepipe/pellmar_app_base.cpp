@@ -5,13 +5,14 @@
 
 #include "core/log.h"
 #include "core/text.h"
+#include "gamepipe/generic_pellmar_command.h"
 
 namespace launcher {
 namespace {
 
-vorn::CommandHandler* MakeHandler(CommandEventReceiver& receiver, const wchar_t* appId) {
+vorn::CommandHandler* MakeHandler(PellmarAppBase& owner, const wchar_t* appId) {
   return std::make_unique<vorn::CommandHandler>(
-             std::make_unique<GenericPellmarCommand>(receiver, appId))
+             std::make_unique<GenericPellmarCommand>(owner, appId))
       .release();
 }
 
@@ -24,9 +25,10 @@ PellmarAppBase::PellmarAppBase(EventSink& sink, const wchar_t* gamePipeName,
       appId(applicationId),
       eventSink(sink) {}
 
-// The handler and its default command stay allocated on purpose: a command may be running further up
-// the stack when its application goes.
+// The handler and its default command stay allocated on purpose, see docs/kept-on-purpose.md.
 PellmarAppBase::~PellmarAppBase() { Disconnect(); }
+
+void PellmarAppBase::QueueEvent(EventPtr event) { eventSink.QueueEvent(std::move(event)); }
 
 bool PellmarAppBase::Connect() {
   if (client != nullptr) {
@@ -35,7 +37,7 @@ bool PellmarAppBase::Connect() {
   }
   client = std::make_shared<PipeClient>(WideToUtf8(pipeName), *handler);
   if (client->Open()) {
-    PostStateChange(eventSink, appId, L"READY");
+    eventSink.PostStateChange(appId.c_str(), L"READY");
     return true;
   }
   // Silent: a game that has not opened its pipe is the normal case.
@@ -58,7 +60,7 @@ void PellmarAppBase::PollPellmar() {
     LogLine("%s: Update of AppLauncher failed with error %08x\n", "PellmarAppBase::PollPellmar",
             static_cast<unsigned int>(result));
     reportingLoss = true;
-    PostStateChange(eventSink, appId, L"GAMEISGONE");
+    eventSink.PostStateChange(appId.c_str(), L"GAMEISGONE");
     reportingLoss = false;
     pumped->Close();
     // Unless the notifier has disconnected already.

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "core/handles.h"
 #include "gamepipe/byte_vector.h"
@@ -30,7 +31,7 @@ class PipeChannel {
   /// Opens the pipe. Returns 0, also when it is open already, or a Windows error code.
   std::uint32_t Open(const char* path);
 
-  /// Queues one command behind those that wait and starts to write. True when that went well.
+  /// Queues one command after those that wait and starts to write. True when that went well.
   bool Send(const vorn::PellmarCommand& command);
 
   /// Harvests a finished write, then starts one for everything that is queued.
@@ -59,7 +60,7 @@ class PipeChannel {
   vorn::CommandHandler& handler;
   bool opened = false;
   ReceiveBuffer received;
-  ByteVector readBuffer;
+  std::vector<std::uint8_t> readBuffer;
   ByteVector pendingSend;
   ByteVector inFlight;
   bool readPending = false;
@@ -68,11 +69,11 @@ class PipeChannel {
   UniqueEvent readEvent;
   OVERLAPPED writeOverlapped = {};
   OVERLAPPED readOverlapped = {};
-  // Whether the system accepted the last operation, so that its OVERLAPPED tells when the system is
-  // done with it and the buffer. Unlike the pending flags they survive the closing of the pipe.
+  // Whether the system accepted the last operation: its OVERLAPPED then shows when the system is done
+  // with it and the buffer. Unlike the pending flags they survive the closing of the pipe.
   bool readAccepted = false;
   bool writeAccepted = false;
-  // Set while the channel stands in the list of channels that wait for the system.
+  // Set while the channel is in the list of those that the system may still write to.
   std::shared_ptr<PipeChannel> self;
   PipeChannel* nextRetired = nullptr;
 };

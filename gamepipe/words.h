@@ -7,9 +7,9 @@
 
 namespace launcher {
 
-/// Splits `text` at every run of characters that stand in `delimiters`. Delimiters at either end and
-/// runs of them make no empty words; but an empty `text` makes exactly one empty word, and a `text`
-/// of delimiters alone makes none. The words point into `text`.
+/// Splits `text` at every run of characters out of `delimiters`. Delimiters at either end and runs of
+/// them make no empty words; but an empty `text` makes exactly one empty word, and a `text` of
+/// delimiters alone makes none. The words point into `text`.
 std::vector<std::string_view> SplitString(std::string_view text, std::string_view delimiters);
 
 }  // namespace launcher

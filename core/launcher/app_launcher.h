@@ -57,6 +57,7 @@ class AppLauncher final : public ILauncher, public EventSink {
   void PollApps() override;
   void* Destroy(unsigned int flags) override;
 
+  void PostStateChange(const wchar_t* appId, const wchar_t* state) override;
   void QueueEvent(EventPtr event) override;
 
  private:

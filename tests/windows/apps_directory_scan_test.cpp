@@ -38,26 +38,13 @@ void MakeEntry(WIN32_FIND_DATAW* entry, DWORD attributes, const std::wstring& na
 
 TEST(ReadDirectoryNames, TakesDirectoriesWithoutALeadingDot) {
   const TempDirectory directory;
-  directory.MakeDirectory(L"one");
-  directory.MakeDirectory(L"two.three");
-  directory.MakeDirectory(L".hidden");
-  directory.MakeDirectory(L"..odd");
-  directory.MakeDirectory(L"one\\nested");
+  for (const wchar_t* const name : {L"one", L"two.three", L".dot", L"..odd", L"one\\nested"}) {
+    directory.MakeDirectory(name);
+  }
   directory.WriteFile(L"file", "");
   std::vector<std::wstring> names;
   EXPECT_EQ(LogOf([&] { names = ReadDirectoryNames(directory.Path()); }), "");
   EXPECT_THAT(names, UnorderedElementsAre(L"one", L"two.three"));
-}
-
-TEST(ReadDirectoryNames, NoneInADirectoryOfFiles) {
-  const TempDirectory directory;
-  directory.WriteFile(L"a", "");
-  directory.WriteFile(L"b", "");
-  EXPECT_EQ(LogOf([&] { EXPECT_THAT(ReadDirectoryNames(directory.Path()), IsEmpty()); }), "");
-}
-
-TEST(ReadDirectoryNames, NoneAndNoLineForAMissingDirectory) {
-  const TempDirectory directory;
   IMPORT_HOOK(FindClose) closes(ThisProgram());
   EXPECT_EQ(LogOf([&] { EXPECT_THAT(ReadDirectoryNames(directory.Join(L"gone")), IsEmpty()); }),
             "");
@@ -69,7 +56,7 @@ TEST(ReadDirectoryNames, FirstEntryCountsAndTheOrderStays) {
   std::size_t position = 0;
   IMPORT_HOOK(FindFirstFileW)
   first(ThisProgram(), [](LPCWSTR, WIN32_FIND_DATAW* entry) {
-    MakeEntry(entry, FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY, L"b");
+    MakeEntry(entry, FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_HIDDEN, L"b");
     return kSearch;
   });
   IMPORT_HOOK(FindNextFileW)
@@ -193,7 +180,6 @@ TEST_F(ReadFileTextFailure, None) {
 TEST_F(ReadFileTextFailure, LengthUnknown) {
   ImportHook<"ftell", long(FILE*)> tell(ThisProgram(), [](FILE*) { return -1L; });
   ExpectEmptyAndClosed();
-  EXPECT_EQ(tell.CallCount(), 1U);
 }
 
 TEST_F(ReadFileTextFailure, EndNotReached) {
@@ -206,15 +192,6 @@ TEST_F(ReadFileTextFailure, StartNotReached) {
   ImportHook<"fseek", int(FILE*, long, int)> seek(ThisProgram());
   seek.FailCall(1, -1);
   ExpectEmptyAndClosed();
-}
-
-TEST_F(ReadFileTextFailure, ShortRead) {
-  ImportHook<"fread", size_t(void*, size_t, size_t, FILE*)> read(ThisProgram());
-  read.SetReplacement([&](void* data, size_t size, size_t count, FILE* file) {
-    return read.CallOriginal(data, size, count, file) - 1;
-  });
-  ExpectEmptyAndClosed();
-  EXPECT_EQ(read.CallCount(), 1U);
 }
 
 // The file grew shorter since its length was asked for.

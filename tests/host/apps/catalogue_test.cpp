@@ -3,16 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <initializer_list>
 #include <optional>
 #include <ostream>
 #include <string>
-#include <tuple>
 #include <vector>
 
+#include "tests/host/apps/game_probe.h"
 #include "tests/support/dll_host.h"
 #include "tests/support/environment_variable.h"
-#include "tests/support/fake_process_list.h"
 #include "tests/support/fake_processor.h"
 #include "tests/support/helper_installation.h"
 #include "tests/support/import_redirector.h"
@@ -25,10 +23,9 @@ namespace test_support {
 namespace {
 
 using testing::ElementsAre;
-using testing::ElementsAreArray;
 using testing::HasSubstr;
 
-/// How a game tells its expansions.
+/// How a game's expansions are found.
 enum class Expansions { kListed, kRegistered, kFixed };
 
 struct Game {
@@ -64,17 +61,6 @@ class AppsCatalogue : public testing::TestWithParam<Game> {
   /// The game's "Install Dir" names the directory.
   void Register() { registry.SetText(GetParam().registryKey, L"Install Dir", directory.Path()); }
 
-  /// The executables that are looked for in the list of processes, in order.
-  std::vector<std::wstring> WantedNames() {
-    const FakeProcessList processes(host.Module(), {{4, L"other.exe"}});
-    const std::string beginning = "BaseApp::IsProcessesRunning: Comparing other.exe with ";
-    std::vector<std::wstring> names;
-    for (const std::string& line : Lines(LogOf([&] { host->IsRunning(GetParam().id); }))) {
-      if (line.starts_with(beginning)) names.push_back(Widen(line.substr(beginning.size())));
-    }
-    return names;
-  }
-
   std::wstring ReadExpansions() {
     EXPECT_TRUE(host->IsInstalled(GetParam().id));
     return host.GetParameter(GetParam().id, L"EXPANSIONS_INSTALLED");
@@ -106,42 +92,27 @@ TEST_P(AppsCatalogue, IsFoundUnderItsKeyAndValue) {
   EXPECT_EQ(found, 1);
 }
 
-TEST_P(AppsCatalogue, ExecutablesOfA64BitProcessor) {
+TEST_P(AppsCatalogue, ExecutablesOfEachProcessor) {
   Register();
+  const std::string x64Name = Narrow(GetParam().x64Name);
+  const std::string x86Name = Narrow(GetParam().x86Name);
+  const bool hasOne = x86Name.empty();
   directory.WriteFile(GetParam().x64Name, "");
-  std::vector<std::wstring> names{GetParam().x64Name};
-  if (*GetParam().x86Name != L'\0') names.emplace_back(GetParam().x86Name);
-  EXPECT_THAT(WantedNames(), ElementsAreArray(names));
-}
-
-TEST_P(AppsCatalogue, ExecutablesOfA32BitProcessor) {
-  const FakeProcessor processor(host.Module(), PROCESSOR_ARCHITECTURE_INTEL);
-  Register();
-  std::vector<std::wstring> names{GetParam().x86Name, GetParam().x64Name};
-  if (*GetParam().x86Name == L'\0') names = {GetParam().x64Name};
-  directory.WriteFile(names[0], "");
-  EXPECT_THAT(WantedNames(), ElementsAreArray(names));
-}
-
-TEST_P(AppsCatalogue, ExecutablesOfAFaked32BitProcessor) {
-  fakeX86.Set(L"1");
-  Register();
-  if (*GetParam().x86Name != L'\0') directory.WriteFile(GetParam().x86Name, "");
-  const std::vector<std::wstring> names{GetParam().x86Name, GetParam().x64Name};
-  EXPECT_THAT(WantedNames(), ElementsAreArray(names));
-  // A real one changes nothing, not even the empty name of a game with one executable.
-  for (const WORD x86 : std::initializer_list<WORD>{0, 10}) {
-    const FakeProcessor processor(host.Module(), x86);
-    EXPECT_THAT(WantedNames(), ElementsAreArray(names)) << x86;
+  if (!hasOne) directory.WriteFile(GetParam().x86Name, "");
+  using Names = std::vector<std::string>;
+  const Names x64First = hasOne ? Names{x64Name} : Names{x64Name, x86Name};
+  const Names x86First = hasOne ? Names{x64Name} : Names{x86Name, x64Name};
+  EXPECT_EQ(WantedNames(host, GetParam().id), x64First);
+  {
+    const FakeProcessor processor(host.Module(), PROCESSOR_ARCHITECTURE_INTEL);
+    EXPECT_EQ(WantedNames(host, GetParam().id), x86First);
   }
-}
-
-TEST_P(AppsCatalogue, ParameterReplacesTheExecutableOfAFaked32BitProcessor) {
+  // A faked one leaves the name of a game with one executable empty, whatever the real one is.
   fakeX86.Set(L"1");
-  Register();
-  directory.WriteFile(L"special.exe", "");
-  host->SetParameter(GetParam().id, L"binaryName", L"special.exe");
-  EXPECT_THAT(WantedNames(), ElementsAre(L"special.exe"));
+  const Names faked{x86Name, x64Name};
+  EXPECT_EQ(WantedNames(host, GetParam().id), faked);
+  const FakeProcessor processor(host.Module(), PROCESSOR_ARCHITECTURE_INTEL);
+  EXPECT_EQ(WantedNames(host, GetParam().id), faked);
 }
 
 TEST_P(AppsCatalogue, LaunchesItsProgramAndPosts) {
@@ -159,43 +130,35 @@ TEST_P(AppsCatalogue, LaunchesItsProgramAndPosts) {
   EXPECT_THAT(host.Drain(), ElementsAre(Event{GetParam().id, L"StateChanged", {L"PENDING"}}));
 }
 
-TEST_P(AppsCatalogue, ExpansionsOfNoUpdates) {
-  Register();
-  directory.WriteFile(GetParam().x64Name, "");
-  const std::wstring expansions = ReadExpansions();
-  EXPECT_EQ(expansions, GetParam().expansions == Expansions::kFixed
-                            ? L"Xpack0;Xpack1;Xpack2;Xpack3;Xpack4"
-                            : L"");
-}
+TEST_P(AppsCatalogue, Expansions) {
+  host->SetParameter(GetParam().id, L"EXPANSIONS_INSTALLED", L"as before");
+  EXPECT_FALSE(host->IsInstalled(GetParam().id));
+  EXPECT_EQ(host.GetParameter(GetParam().id, L"EXPANSIONS_INSTALLED"), L"as before");
 
-TEST_P(AppsCatalogue, ExpansionsOfSeveralUpdates) {
   Register();
   directory.WriteFile(GetParam().x64Name, "");
-  directory.MakeDirectory(L"Update\\Xpack1");
-  directory.MakeDirectory(L"Update\\Xpack2");
-  directory.MakeDirectory(L"Update\\Xpack7");
-  directory.MakeDirectory(L"Update\\.hidden");
+  const bool isFixed = GetParam().expansions == Expansions::kFixed;
+  const std::wstring fixed = L"Xpack0;Xpack1;Xpack2;Xpack3;Xpack4";
+  EXPECT_EQ(ReadExpansions(), isFixed ? fixed : L"");
+  for (const wchar_t* const name : {L"Xpack1", L"Xpack2", L"Xpack7", L".dot"}) {
+    directory.MakeDirectory(std::wstring(L"Update\\") + name);
+  }
   directory.WriteFile(L"Update\\Patch", "");
+  // A hidden directory counts.
+  ASSERT_TRUE(SetFileAttributesW(directory.Join(L"Update\\Xpack7").c_str(),
+                                 FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_HIDDEN));
   if (GetParam().expansions == Expansions::kRegistered) {
     EXPECT_EQ(ReadExpansions(), L"");
     for (const wchar_t* const name : {L"Xpack1", L"Xpack7", L"Xpack8", L"Patch"}) {
       registry.CreateKey(std::wstring(GetParam().updatesKey) + L"\\" + name);
     }
     EXPECT_EQ(ReadExpansions(), L"Xpack1;Xpack7");
-  } else if (GetParam().expansions == Expansions::kListed) {
-    EXPECT_EQ(ReadExpansions(), L"Xpack1;Xpack2;Xpack7");
   } else {
-    EXPECT_EQ(ReadExpansions(), L"Xpack0;Xpack1;Xpack2;Xpack3;Xpack4");
+    EXPECT_EQ(ReadExpansions(), isFixed ? fixed : L"Xpack1;Xpack2;Xpack7");
   }
 }
 
-TEST_P(AppsCatalogue, FailureLeavesTheExpansions) {
-  host->SetParameter(GetParam().id, L"EXPANSIONS_INSTALLED", L"as before");
-  EXPECT_FALSE(host->IsInstalled(GetParam().id));
-  EXPECT_EQ(host.GetParameter(GetParam().id, L"EXPANSIONS_INSTALLED"), L"as before");
-}
-
-// Updates of the beta stand under the main title's key, also when the parameter moves the game's.
+// Updates of the beta are registered under the main title's key, also when the parameter moves the game's.
 TEST(AppsExpansions, UpdatesKeyDoesNotFollowTheGamesKey) {
   const TempDirectory directory;
   directory.WriteFile(L"agx.exe", "");
@@ -336,34 +299,6 @@ TEST(AppsPipes, EveryPollTriesThePipeOfEachGame) {
                                  R"(\\.\pipe\tamsin_pellmar)", R"(\\.\pipe\tamsin_pellmar)",
                                  R"(\\.\pipe\tavr_pellmar)"));
   EXPECT_TRUE(host.Drain().empty());
-}
-
-TEST(AppsPipes, EachPipeIsOfferedToEveryGameThatSharesIt) {
-  const std::tuple<std::string, std::vector<std::wstring>> cases[] = {
-      {R"(\\.\pipe\brenna_pellmar)", {L"BRENNA-CTE-GAME", L"BRENNA-GAME"}},
-      {R"(\\.\pipe\solano_pellmar)", {L"SOLANO-GAME"}},
-      {R"(\\.\pipe\tamsin_pellmar)",
-       {L"TAMSIN-BETA2-GAME", L"TAMSIN-CTE-GAME", L"TAMSIN-MAINLINE-GAME"}},
-      {R"(\\.\pipe\tavr_pellmar)", {L"TAVR-GAME"}}};
-  for (const auto& [pipe, ids] : cases) {
-    // Opening any file at all counts as a connection; it is never pumped.
-    const TempDirectory directory;
-    const std::string file = Narrow(directory.WriteFile(L"pipe", ""));
-    DllHost host;
-    IMPORT_HOOK(CreateFileA) creates(host.Module());
-    creates.SetReplacement([&, &wanted = pipe](LPCSTR path, DWORD access, DWORD,
-                                               SECURITY_ATTRIBUTES* security, DWORD, DWORD,
-                                               HANDLE pattern) {
-      const bool isWanted = path == wanted;
-      return creates.CallOriginal(isWanted ? file.c_str() : path, access,
-                                  FILE_SHARE_READ | FILE_SHARE_WRITE, security, OPEN_EXISTING,
-                                  FILE_FLAG_OVERLAPPED, pattern);
-    });
-    host->PollApps();
-    std::vector<Event> expected;
-    for (const std::wstring& id : ids) expected.push_back({id, L"StateChanged", {L"READY"}});
-    EXPECT_THAT(host.Drain(), ElementsAreArray(expected)) << pipe;
-  }
 }
 
 }  // namespace

@@ -64,7 +64,7 @@ struct FakeList {
     table.nextNode = [](IXMLDOMNodeList* self, IXMLDOMNode** node) -> HRESULT {
       FakeList& list = Of(self);
       *node = std::exchange(list.next, nullptr);
-      return *node != nullptr ? S_OK : list.nextResult;
+      return *node != nullptr ? list.nodeResult : list.endResult;
     };
   }
   static FakeList& Of(IXMLDOMNodeList* self) { return *reinterpret_cast<FakeList*>(self); }
@@ -72,7 +72,8 @@ struct FakeList {
   IXMLDOMNodeList object{&table};
   IXMLDOMNodeListVtbl table{};
   Steps& steps;
-  HRESULT nextResult = S_FALSE;
+  HRESULT endResult = S_FALSE;
+  HRESULT nodeResult = S_OK;
   /// The node that the next call gives.
   IXMLDOMNode* next = nullptr;
 };
@@ -85,8 +86,7 @@ struct FakeElement {
     };
     table.get_childNodes = [](IXMLDOMElement* self, IXMLDOMNodeList** list) -> HRESULT {
       FakeElement& element = Of(self);
-      *list = SUCCEEDED(element.childrenResult) && element.givesList ? &element.children.object
-                                                                     : nullptr;
+      *list = element.givesList ? &element.children.object : nullptr;
       return element.childrenResult;
     };
   }
@@ -119,8 +119,7 @@ struct FakeDocument {
     };
     table.get_documentElement = [](IXMLDOMDocument* self, IXMLDOMElement** root) -> HRESULT {
       FakeDocument& document = Of(self);
-      *root = document.elementResult == S_OK && document.givesElement ? &document.element.object
-                                                                      : nullptr;
+      *root = document.givesElement ? &document.element.object : nullptr;
       return document.elementResult;
     };
   }
@@ -142,6 +141,7 @@ inline FakeNode::FakeNode(Steps& stepList) : steps(stepList) {
     return 0;
   };
   table.get_attributes = [](IXMLDOMNode* self, IXMLDOMNamedNodeMap** map) -> HRESULT {
+    Of(self).steps.emplace_back(L"attributes");
     *map = Of(self).attributes;
     return Of(self).attributesResult;
   };

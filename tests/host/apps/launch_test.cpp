@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/dll_host.h"
@@ -44,11 +45,16 @@ std::string LaunchLines(const GameInstallation& game, const std::string& command
          directory + "\n";
 }
 
-TEST(AppsLaunch, SuccessIsLoggedStepByStepAndPosted) {
+/// An installed game, a helper, and a shell that starts nothing.
+class AppsLaunchGame : public testing::Test {
+ protected:
   const HelperInstallation helper;
   const GameInstallation game;
   DllHost host;
-  const ShellRecorder shell(host.Module());
+  ShellRecorder shell{host.Module()};
+};
+
+TEST_F(AppsLaunchGame, SuccessIsLoggedStepByStepAndPosted) {
   bool launched = false;
   const std::string log = LogOf([&] { launched = LaunchBrenna(host, L"-windowed -x 1"); });
   EXPECT_TRUE(launched);
@@ -66,11 +72,7 @@ TEST(AppsLaunch, SuccessIsLoggedStepByStepAndPosted) {
   EXPECT_EQ(host.Notifications().CallCount(), 1);
 }
 
-TEST(AppsLaunch, HelperIsStartedThroughTheShell) {
-  const HelperInstallation helper;
-  const GameInstallation game;
-  DllHost host;
-  const ShellRecorder shell(host.Module());
+TEST_F(AppsLaunchGame, HelperIsStartedThroughTheShell) {
   EXPECT_TRUE(LaunchBrenna(host, L"-windowed"));
   ASSERT_EQ(shell.Calls().size(), 1U);
   const ShellCall call = shell.Calls()[0];
@@ -104,45 +106,17 @@ TEST(AppsLaunch, RestOfTheShellRecordIsZero) {
   EXPECT_EQ(shell.CallCount(), 1U);
 }
 
-TEST(AppsLaunch, FlagIsTheFirstField) {
-  const HelperInstallation helper;
-  const GameInstallation game;
-  DllHost host;
-  const ShellRecorder shell(host.Module());
-  EXPECT_TRUE(LaunchBrenna(host, L"c", true));
-  EXPECT_TRUE(LaunchBrenna(host, L"c", false));
-  const std::wstring rest =
-      L"|SW_SHOWNA|" + game.InstallDir() + L"ag4.exe|ag4.exe|" + game.InstallDir() + L"|c";
-  EXPECT_EQ(shell.Calls().at(0).parameters, L"YES" + rest);
-  EXPECT_EQ(shell.Calls().at(1).parameters, L"NO" + rest);
+// The flag is the first field; nothing is quoted or escaped; the four further texts have no effect.
+TEST_F(AppsLaunchGame, FlagAndCommandLineGoIntoTheLine) {
+  for (const bool flag : {true, false}) {
+    EXPECT_TRUE(host->Launch(kBrennaId, L"a|b \"c d\" %x% \u00fc", flag, L"1", L"2", L"3", L"4"));
+    EXPECT_EQ(shell.Calls().back().parameters,
+              (flag ? L"YES" : L"NO") + (L"|SW_SHOWNA|" + game.InstallDir()) + L"ag4.exe|ag4.exe|" +
+                  game.InstallDir() + L"|a|b \"c d\" %x% \u00fc");
+  }
 }
 
-TEST(AppsLaunch, NothingIsQuotedOrEscaped) {
-  const HelperInstallation helper;
-  const GameInstallation game;
-  DllHost host;
-  const ShellRecorder shell(host.Module());
-  EXPECT_TRUE(LaunchBrenna(host, L"a|b \"c d\" %x% \u00fc"));
-  EXPECT_THAT(shell.Calls().at(0).parameters, EndsWith(L"\\|a|b \"c d\" %x% \u00fc"));
-}
-
-TEST(AppsLaunch, FurtherTextsHaveNoEffect) {
-  const HelperInstallation helper;
-  const GameInstallation game;
-  DllHost host;
-  const ShellRecorder shell(host.Module());
-  EXPECT_TRUE(host->Launch(kBrennaId, L"c", true, L"1", L"2", L"3", L"4"));
-  EXPECT_TRUE(host->Launch(kBrennaId, L"c", true, L"", L"", L"", L""));
-  EXPECT_EQ(shell.Calls().at(0).parameters, shell.Calls().at(1).parameters);
-  const Event pending{L"BRENNA-GAME", L"StateChanged", {L"PENDING"}};
-  EXPECT_THAT(host.Drain(), ElementsAre(pending, pending));
-}
-
-TEST(AppsLaunch, StartupInformationIsReadFirst) {
-  const HelperInstallation helper;
-  const GameInstallation game;
-  DllHost host;
-  const ShellRecorder shell(host.Module());
+TEST_F(AppsLaunchGame, StartupInformationIsReadFirst) {
   const StreamCapture log;
   std::string logBefore;
   IMPORT_HOOK(GetStartupInfoW) startup(host.Module());
@@ -188,21 +162,23 @@ TEST(AppsLaunch, MissingHelperFailsWithoutABox) {
   EXPECT_EQ(host.Notifications().CallCount(), 0);
 }
 
-TEST(AppsLaunch, UnknownInstallationDirectoryIsAnEmptyPrefix) {
+TEST(AppsLaunch, HelperIsLookedForOnEveryCall) {
   const EnvironmentVariable unset(L"KOVLAUNCH_INSTDIR", std::nullopt);
   const GameInstallation game;
   DllHost host;
   const ShellRecorder shell(host.Module());
+  // An unknown installation directory is an empty prefix.
   EXPECT_THAT(LogOf([&] { EXPECT_FALSE(LaunchBrenna(host, L"")); }),
               EndsWith("BaseApp::DoLaunch: wstat of file \\helperx64.exe failed\n"));
   EXPECT_THAT(shell.Calls(), IsEmpty());
+  // A directory of its name passes for the helper.
+  const HelperInstallation installation(HelperInstallation::Helper::kNone);
+  installation.Directory().MakeDirectory(L"helperx64.exe");
+  EXPECT_TRUE(LaunchBrenna(host, L""));
+  EXPECT_EQ(shell.Calls().at(0).file, installation.HelperPath());
 }
 
-TEST(AppsLaunch, HelperIsLookedForAfterTheLines) {
-  const HelperInstallation helper;
-  const GameInstallation game;
-  DllHost host;
-  const ShellRecorder shell(host.Module());
+TEST_F(AppsLaunchGame, HelperIsLookedForAfterTheLines) {
   const StreamCapture log;
   std::vector<std::string> logsBefore;
   // The name under which the run-time exports its file-status call.
@@ -215,11 +191,7 @@ TEST(AppsLaunch, HelperIsLookedForAfterTheLines) {
   EXPECT_THAT(logsBefore, ElementsAre(EndsWith(LaunchLines(game, "c"))));
 }
 
-TEST(AppsLaunch, ShellFailureIsLoggedAndShown) {
-  const HelperInstallation helper;
-  const GameInstallation game;
-  DllHost host;
-  ShellRecorder shell(host.Module());
+TEST_F(AppsLaunchGame, ShellFailureIsLoggedAndShown) {
   const StreamCapture log;
   const std::string failureLine = ">>> ShellExecuteEx failed with 0000001f!\n";
   IMPORT_HOOK(MessageBoxW) boxes(host.Module());
@@ -240,26 +212,19 @@ TEST(AppsLaunch, ShellFailureIsLoggedAndShown) {
   EXPECT_EQ(host.Notifications().CallCount(), 0);
 }
 
-TEST(AppsLaunch, ShellFailureIsEightHexadecimalDigits) {
-  const HelperInstallation helper;
-  const GameInstallation game;
-  DllHost host;
-  ShellRecorder shell(host.Module());
+TEST_F(AppsLaunchGame, ShellFailureIsEightHexadecimalDigits) {
   IMPORT_HOOK(MessageBoxW) boxes(host.Module());
   boxes.FailAlways(IDOK);
-  shell.Fail(0xDEADBEEF);
-  EXPECT_THAT(LogOf([&] { LaunchBrenna(host, L""); }),
-              EndsWith(">>> ShellExecuteEx failed with deadbeef!\n"));
-  shell.Fail(2);
-  EXPECT_THAT(LogOf([&] { LaunchBrenna(host, L""); }),
-              EndsWith(">>> ShellExecuteEx failed with 00000002!\n"));
+  const std::pair<UINT_PTR, const char*> cases[] = {
+      {2, "00000002"}, {0xDEADBEEF, "deadbeef"}, {0x1234567800000ABC, "00000abc"}};
+  for (const auto& [handle, text] : cases) {
+    shell.Fail(handle);
+    EXPECT_THAT(LogOf([&] { LaunchBrenna(host, L""); }),
+                EndsWith(std::string(">>> ShellExecuteEx failed with ") + text + "!\n"));
+  }
 }
 
-TEST(AppsLaunch, BoxIsModalAndReal) {
-  const HelperInstallation helper;
-  const GameInstallation game;
-  DllHost host;
-  ShellRecorder shell(host.Module());
+TEST_F(AppsLaunchGame, BoxIsModalAndReal) {
   shell.Fail(31);
   const MessageBoxCloser closer(L"Vantor Web Plugins");
   EXPECT_FALSE(LaunchBrenna(host, L""));
@@ -360,14 +325,6 @@ TEST(AppsLaunch, StarterOfAGameThatIsNotInstalledIsNotLaunched) {
                        "TAVRGame::Launch: Game is not properly probed, aborting\n"));
   EXPECT_FALSE(launched);
   EXPECT_THAT(shell.Calls(), IsEmpty());
-  EXPECT_THAT(host.Drain(), IsEmpty());
-}
-
-TEST(AppsLaunch, FailedStarterIsNotPosted) {
-  const HelperInstallation helper(HelperInstallation::Helper::kNone);
-  const GameInstallation game(LR"(SOFTWARE\Brightwater Games\Ironvale Sentry)", L"TAVR.exe");
-  DllHost host;
-  EXPECT_FALSE(host->Launch(L"TAVR-GAME", L"", true, L"", L"", L"", L""));
   EXPECT_THAT(host.Drain(), IsEmpty());
 }
 

@@ -3,13 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "tests/host/apps/game_probe.h"
 #include "tests/support/dll_host.h"
-#include "tests/support/environment_variable.h"
-#include "tests/support/fake_process_list.h"
 #include "tests/support/game_installation.h"
 #include "tests/support/helper_installation.h"
 #include "tests/support/import_redirector.h"
@@ -22,18 +20,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::EndsWith;
-using testing::HasSubstr;
-
-// The name under which the run-time exports its file-status call.
-using FileStatusHook = ImportHook<"_wstat64", int(const wchar_t*, struct _stat64*)>;
-
-void ChoosePaths(DllHost& host, const wchar_t* id, const std::wstring& workingDirectory,
-                 const std::wstring& binaryPath, const std::wstring& binaryName) {
-  host->SetParameter(id, L"probeMethod", L"path");
-  host->SetParameter(id, L"workingDirectory", workingDirectory.c_str());
-  host->SetParameter(id, L"binaryPath", binaryPath.c_str());
-  host->SetParameter(id, L"binaryName", binaryName.c_str());
-}
 
 TEST(AppsPathProbe, SuccessIsLoggedStepByStep) {
   const TempDirectory directory;
@@ -44,6 +30,7 @@ TEST(AppsPathProbe, SuccessIsLoggedStepByStep) {
   DllHost host;
   ChoosePaths(host, kSolanoId, directory.Path(), program, L"play.exe");
   const std::string path = Narrow(directory.Path());
+  IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
   bool installed = false;
   EXPECT_EQ(LogOf([&] { installed = host->IsInstalled(kSolanoId); }),
             "BaseApp::GetParameter: Return paramter probeMethod => path\n"
@@ -56,31 +43,7 @@ TEST(AppsPathProbe, SuccessIsLoggedStepByStep) {
                 "BaseApp::SetParameter: Setting parameter PUNKBUSTER_INSTALLED to 1\n"
                 "BaseApp::SetParameter: Setting parameter EXPANSIONS_INSTALLED to Xpack2\n");
   EXPECT_TRUE(installed);
-}
-
-TEST(AppsPathProbe, RegistryIsLeftAlone) {
-  const TempDirectory directory;
-  DllHost host;
-  ChoosePaths(host, kSolanoId, directory.Path(), directory.WriteFile(L"play.exe", ""), L"play.exe");
-  IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
-  EXPECT_TRUE(host->IsInstalled(kSolanoId));
   EXPECT_EQ(opens.CallCount(), 0U);
-}
-
-TEST(AppsPathProbe, ProcessorIsAskedForBetweenTheMethodAndThePaths) {
-  const TempDirectory directory;
-  DllHost host;
-  ChoosePaths(host, kSolanoId, directory.Path(), directory.WriteFile(L"play.exe", ""), L"play.exe");
-  const StreamCapture log;
-  std::string logBefore;
-  IMPORT_HOOK(GetNativeSystemInfo) systemInfo(host.Module());
-  systemInfo.SetReplacement([&](SYSTEM_INFO* info) {
-    logBefore = log.Text();
-    systemInfo.CallOriginal(info);
-  });
-  EXPECT_TRUE(host->IsInstalled(kSolanoId));
-  EXPECT_EQ(systemInfo.CallCount(), 1U);
-  EXPECT_EQ(logBefore, "BaseApp::GetParameter: Return paramter probeMethod => path\n");
 }
 
 TEST(AppsPathProbe, WithoutParametersThereIsNoGame) {
@@ -95,15 +58,6 @@ TEST(AppsPathProbe, WithoutParametersThereIsNoGame) {
             "BaseApp::GetParameter: Parameter binaryName not set, returning empty\n"
             "AshgroveApp::_SetupGame: stat() failed, for path  with error 2)\n");
   EXPECT_FALSE(installed);
-}
-
-TEST(AppsPathProbe, MissingExecutableFails) {
-  const TempDirectory directory;
-  DllHost host;
-  ChoosePaths(host, kSolanoId, directory.Path(), directory.Join(L"gone.exe"), L"gone.exe");
-  EXPECT_THAT(LogOf([&] { EXPECT_FALSE(host->IsInstalled(kSolanoId)); }),
-              EndsWith("AshgroveApp::_SetupGame: stat() failed, for path " +
-                       Narrow(directory.Path()) + "\\gone.exe with error 2)\n"));
 }
 
 TEST(AppsPathProbe, WorkingDirectoryNeedNotExist) {
@@ -163,11 +117,10 @@ TEST(AppsPathProbe, LongDirectoryIsUsedWithItsBackslash) {
     return 0;
   });
   std::wstring versionPath;
-  ImportHook<"_wfopen", FILE*(const wchar_t*, const wchar_t*)> open(
-      host.Module(), [&](const wchar_t* path, const wchar_t*) {
-        versionPath = path;
-        return nullptr;
-      });
+  FileOpenHook open(host.Module(), [&](const wchar_t* path, const wchar_t*) {
+    versionPath = path;
+    return nullptr;
+  });
   std::wstring pattern;
   IMPORT_HOOK(FindFirstFileW)
   find(host.Module(), [&](LPCWSTR path, WIN32_FIND_DATAW*) {
@@ -182,54 +135,6 @@ TEST(AppsPathProbe, LongDirectoryIsUsedWithItsBackslash) {
   EXPECT_EQ(versionPath, directory + LR"(\version.json)");
   // Cut to 260 characters.
   EXPECT_EQ(pattern, directory + L"\\");
-}
-
-TEST(AppsPathProbe, PathOfTheExecutableMayHave259Characters) {
-  DllHost host;
-  for (const std::size_t length : {258U, 259U, 260U, 400U}) {
-    ChoosePaths(host, kSolanoId, L"", std::wstring(length, L'b'), L"n");
-    std::string line = "AshgroveApp::_SetupGame: stat() failed, for path ";
-    line.append(length < 259 ? length : 259, 'b').append(" with error 2)\n");
-    EXPECT_THAT(LogOf([&] { EXPECT_FALSE(host->IsInstalled(kSolanoId)); }), EndsWith(line));
-  }
-}
-
-TEST(AppsPathProbe, OtherExecutableOfTheRegistrySurvives) {
-  const EnvironmentVariable notFaked(L"KOVLAUNCH_FAKE_X86", std::nullopt);
-  const GameInstallation game;
-  const std::wstring program = game.Directory().WriteFile(L"play.exe", "");
-  DllHost host;
-  const FakeProcessList processes(host.Module(), {{4, L"other.exe"}});
-  const auto comparisons = [&] {
-    std::vector<std::string> lines;
-    for (const std::string& line : Lines(LogOf([&] { host->IsRunning(kBrennaId); }))) {
-      if (line.find("Comparing") != std::string::npos) lines.push_back(line);
-    }
-    return lines;
-  };
-  ChoosePaths(host, kBrennaId, game.InstallDir(), program, L"play.exe");
-  EXPECT_THAT(comparisons(),
-              ElementsAre("BaseApp::IsProcessesRunning: Comparing other.exe with play.exe"));
-
-  host->SetParameter(kBrennaId, L"probeMethod", L"registry");
-  host->SetParameter(kBrennaId, L"binaryName", L"");
-  EXPECT_TRUE(host->IsInstalled(kBrennaId));
-  ChoosePaths(host, kBrennaId, game.InstallDir(), program, L"play.exe");
-  EXPECT_THAT(comparisons(),
-              ElementsAre("BaseApp::IsProcessesRunning: Comparing other.exe with play.exe",
-                          "BaseApp::IsProcessesRunning: Comparing other.exe with ag4_x86.exe"));
-}
-
-TEST(AppsPathProbe, ExpansionsAreStillCheckedInTheRegistry) {
-  GameInstallation game;
-  const std::wstring program = game.Directory().WriteFile(L"play.exe", "");
-  game.Directory().MakeDirectory(L"Update\\Xpack0");
-  game.Directory().MakeDirectory(L"Update\\Xpack1");
-  game.Registry().CreateKey(std::wstring(kBrennaKey) + L"\\Xpack1");
-  DllHost host;
-  ChoosePaths(host, kBrennaId, game.Directory().Path(), program, L"play.exe");
-  EXPECT_TRUE(host->IsInstalled(kBrennaId));
-  EXPECT_EQ(host.GetParameter(kBrennaId, L"EXPANSIONS_INSTALLED"), L"Xpack1");
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/host/apps/game_probe.h"
 #include "tests/support/dll_host.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/fake_process_list.h"
@@ -29,9 +30,6 @@ namespace {
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
-
-// The name under which the run-time exports its file-status call.
-using FileStatusHook = ImportHook<"_wstat64", int(const wchar_t*, struct _stat64*)>;
 
 const std::string kRegistryMethodLines =
     "BaseApp::GetParameter: Parameter probeMethod not set, returning empty\n"
@@ -56,17 +54,6 @@ std::wstring LaunchedWorkDir(DllHost& host, const wchar_t* id) {
   return line.substr(begin, end - begin);
 }
 
-/// The executables that the library looks for in the list of processes, in order.
-std::vector<std::string> WantedNames(DllHost& host, const wchar_t* id) {
-  const FakeProcessList processes(host.Module(), {{4, L"other.exe"}});
-  const std::string beginning = "BaseApp::IsProcessesRunning: Comparing other.exe with ";
-  std::vector<std::string> names;
-  for (const std::string& line : Lines(LogOf([&] { host->IsRunning(id); }))) {
-    if (line.starts_with(beginning)) names.push_back(line.substr(beginning.size()));
-  }
-  return names;
-}
-
 TEST(AppsRegistryProbe, SuccessIsLoggedStepByStep) {
   GameInstallation game;
   game.Directory().WriteFile(L"version.json", "{\"version\": 7}");
@@ -85,13 +72,6 @@ TEST(AppsRegistryProbe, SuccessIsLoggedStepByStep) {
   EXPECT_TRUE(installed);
 }
 
-TEST(AppsRegistryProbe, MissingKeyFails) {
-  DllHost host;
-  bool installed = true;
-  EXPECT_EQ(LogOf([&] { installed = host->IsInstalled(kBrennaId); }), kMissingKeyLines);
-  EXPECT_FALSE(installed);
-}
-
 // The lines of the look-up say why.
 TEST(AppsRegistryProbe, OperationsOfAMissingGameAddNoLine) {
   DllHost host;
@@ -103,23 +83,6 @@ TEST(AppsRegistryProbe, OperationsOfAMissingGameAddNoLine) {
             kMissingKeyLines);
   EXPECT_EQ(LogOf([&] { EXPECT_EQ(host.GetExtraArguments(kBrennaId), L"NOT_INSTALLED"); }),
             kMissingKeyLines);
-}
-
-TEST(AppsRegistryProbe, TextsOfAnInstalledGameAreReadByOneMoreLine) {
-  const GameInstallation game;
-  DllHost host;
-  const std::string probeLines =
-      kRegistryMethodLines +
-      "AshgroveApp::_SetupGame: Using registry key SOFTWARE\\Hollin Games\\Ashgrove 4\n"
-      "BaseApp::GetParameter: Parameter binaryName not set, returning empty\n"
-      "BaseApp::SetParameter: Setting parameter APP_VERSION to \n"
-      "BaseApp::SetParameter: Setting parameter PUNKBUSTER_INSTALLED to 0\n"
-      "BaseApp::SetParameter: Setting parameter EXPANSIONS_INSTALLED to \n";
-  EXPECT_EQ(LogOf([&] { EXPECT_EQ(host.GetVersion(kBrennaId), L""); }),
-            probeLines + "BaseApp::GetParameter: Return paramter APP_VERSION => \n");
-  EXPECT_EQ(
-      LogOf([&] { EXPECT_EQ(host.GetExtraArguments(kBrennaId), L""); }),
-      probeLines + "BaseApp::GetParameter: Parameter EXTRA_ARGUMENTS not set, returning empty\n");
 }
 
 TEST(AppsRegistryProbe, MissingValueFailsAndClosesTheKeyAfterTheLine) {
@@ -196,14 +159,6 @@ TEST(AppsRegistryProbe, RegistryCallArguments) {
   EXPECT_EQ(opens.CallCount(), 1U);
   EXPECT_EQ(queries.CallCount(), 1U);
   // A success leaves the key open.
-  EXPECT_EQ(closes.CallCount(), 0U);
-}
-
-TEST(AppsRegistryProbe, KeyStaysOpenWhenTheExecutableIsMissing) {
-  const GameInstallation game(kSolanoKey, L"other.exe");
-  DllHost host;
-  IMPORT_HOOK(RegCloseKey) closes(host.Module());
-  EXPECT_FALSE(host->IsInstalled(kSolanoId));
   EXPECT_EQ(closes.CallCount(), 0U);
 }
 
@@ -334,23 +289,10 @@ TEST(AppsRegistryProbe, DataOfAnyShapeIsReadAsText) {
   EXPECT_EQ(workDirOf(REG_EXPAND_SZ, BytesOf(std::wstring(L"%windir%\0", 9))), L"%windir%\\");
 }
 
-TEST(AppsRegistryProbe, ExecutableIsLookedForInTheDirectory) {
-  const GameInstallation game;
-  DllHost host;
-  std::vector<std::wstring> paths;
-  FileStatusHook status(host.Module());
-  status.SetReplacement([&](const wchar_t* path, struct _stat64* data) {
-    paths.emplace_back(path);
-    return status.CallOriginal(path, data);
-  });
-  EXPECT_TRUE(host->IsInstalled(kBrennaId));
-  EXPECT_THAT(paths,
-              ElementsAre(game.InstallDir() + L"ag4.exe", game.InstallDir() + L"\\pb\\pbcl.dll"));
-}
-
 TEST(AppsRegistryProbe, MissingExecutableFails) {
   GameInstallation game(kBrennaKey, L"ag4_x86.exe");
   DllHost host;
+  IMPORT_HOOK(RegCloseKey) closes(host.Module());
   bool installed = true;
   EXPECT_EQ(LogOf([&] { installed = host->IsInstalled(kBrennaId); }),
             kRegistryMethodLines +
@@ -359,6 +301,8 @@ TEST(AppsRegistryProbe, MissingExecutableFails) {
                 "AshgroveApp::_SetupGame: stat() failed, for path " +
                 Narrow(game.InstallDir()) + "ag4.exe with error 2)\n");
   EXPECT_FALSE(installed);
+  // The key stays open all the same.
+  EXPECT_EQ(closes.CallCount(), 0U);
 }
 
 TEST(AppsRegistryProbe, StatLineNamesTheErrorNumber) {
@@ -391,15 +335,6 @@ TEST(AppsRegistryProbe, ProcessorChoosesTheExecutable) {
   }
 }
 
-TEST(AppsRegistryProbe, OnlyExecutableServesEveryProcessor) {
-  const EnvironmentVariable notFaked(L"KOVLAUNCH_FAKE_X86", std::nullopt);
-  const GameInstallation game(kSolanoKey, kSolanoName);
-  DllHost host;
-  EXPECT_THAT(WantedNames(host, kSolanoId), ElementsAre("ag3.exe"));
-  const FakeProcessor processor(host.Module(), PROCESSOR_ARCHITECTURE_INTEL);
-  EXPECT_THAT(WantedNames(host, kSolanoId), ElementsAre("ag3.exe"));
-}
-
 TEST(AppsRegistryProbe, VariableFakesAnX86ProcessorWhateverItsValue) {
   const GameInstallation game;
   game.Directory().WriteFile(L"ag4_x86.exe", "");
@@ -414,42 +349,41 @@ TEST(AppsRegistryProbe, VariableFakesAnX86ProcessorWhateverItsValue) {
 // A game without an x86 executable then has no executable, and its directory is looked for instead.
 TEST(AppsRegistryProbe, VariableLeavesAnOnlyExecutableWithoutAName) {
   const EnvironmentVariable faked(L"KOVLAUNCH_FAKE_X86", L"1");
-  const GameInstallation game(kSolanoKey, kSolanoName);
+  const GameInstallation game(kSolanoKey, L"other.exe");
   DllHost host;
   EXPECT_TRUE(host->IsInstalled(kSolanoId));
-  EXPECT_THAT(WantedNames(host, kSolanoId), ElementsAre("", "ag3.exe"));
   std::filesystem::remove_all(game.Directory().Path());
   EXPECT_THAT(LogOf([&] { EXPECT_FALSE(host->IsInstalled(kSolanoId)); }),
               EndsWith("AshgroveApp::_SetupGame: stat() failed, for path " +
                        Narrow(game.InstallDir()) + " with error 2)\n"));
 }
 
-TEST(AppsRegistryProbe, ParameterReplacesTheExecutable) {
+// The parameter replaces the executable; the name of the other one stays what the last probe that got
+// so far has made it, also when probes failed later.
+TEST(AppsRegistryProbe, OtherExecutableSurvives) {
+  const EnvironmentVariable notFaked(L"KOVLAUNCH_FAKE_X86", std::nullopt);
   const GameInstallation game(kBrennaKey, L"special.exe");
+  const std::wstring program = game.InstallDir() + L"special.exe";
   DllHost host;
   host->SetParameter(kBrennaId, L"binaryName", L"special.exe");
-  EXPECT_TRUE(host->IsInstalled(kBrennaId));
-  // No other name is known, as none has been chosen yet.
   EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("special.exe"));
-}
+  // The path method leaves it alone, also with a faked processor.
+  ChoosePaths(host, kBrennaId, L"", program, L"special.exe");
+  EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("special.exe"));
+  {
+    const EnvironmentVariable faked(L"KOVLAUNCH_FAKE_X86", L"1");
+    EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("special.exe"));
+  }
 
-TEST(AppsRegistryProbe, OtherExecutableSurvivesTheParameter) {
-  const EnvironmentVariable notFaked(L"KOVLAUNCH_FAKE_X86", std::nullopt);
-  const GameInstallation game;
-  game.Directory().WriteFile(L"special.exe", "");
-  DllHost host;
-  EXPECT_TRUE(host->IsInstalled(kBrennaId));
+  host->SetParameter(kBrennaId, L"probeMethod", L"registry");
+  host->SetParameter(kBrennaId, L"binaryName", L"");
+  EXPECT_FALSE(host->IsInstalled(kBrennaId));  // finds no ag4.exe
   host->SetParameter(kBrennaId, L"binaryName", L"special.exe");
   EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("special.exe", "ag4_x86.exe"));
-}
 
-// A look-up that stops at the missing executable has chosen the names already.
-TEST(AppsRegistryProbe, OtherExecutableOfAFailureSurvivesTheParameter) {
-  const EnvironmentVariable notFaked(L"KOVLAUNCH_FAKE_X86", std::nullopt);
-  const GameInstallation game(kBrennaKey, L"special.exe");
-  DllHost host;
+  host->SetParameter(kBrennaId, L"registryKey", L"SOFTWARE\\none");
   EXPECT_FALSE(host->IsInstalled(kBrennaId));
-  host->SetParameter(kBrennaId, L"binaryName", L"special.exe");
+  host->SetParameter(kBrennaId, L"probeMethod", L"path");
   EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("special.exe", "ag4_x86.exe"));
 }
 
@@ -524,14 +458,21 @@ TEST(AppsRegistryProbe, VersionIsReadAfterTheExecutableWasFoundAndBeforePunkBust
                                  L"stat " + game.InstallDir() + L"\\pb\\pbcl.dll"));
 }
 
-TEST(AppsRegistryProbe, PunkBusterIsToldByItsFile) {
+TEST(AppsRegistryProbe, PunkBusterIsRecognisedByItsFile) {
   const GameInstallation game;
   DllHost host;
-  EXPECT_TRUE(host->IsInstalled(kBrennaId));
-  EXPECT_EQ(host.GetParameter(kBrennaId, L"PUNKBUSTER_INSTALLED"), L"0");
-  game.Directory().WriteFile(L"pb\\pbcl.dll", "");
-  EXPECT_TRUE(host->IsInstalled(kBrennaId));
-  EXPECT_EQ(host.GetParameter(kBrennaId, L"PUNKBUSTER_INSTALLED"), L"1");
+  const auto found = [&] {
+    EXPECT_TRUE(host->IsInstalled(kBrennaId));
+    return host.GetParameter(kBrennaId, L"PUNKBUSTER_INSTALLED");
+  };
+  EXPECT_EQ(found(), L"0");
+  const std::wstring file = game.Directory().WriteFile(L"pb\\pbcl.dll", "");
+  EXPECT_EQ(found(), L"1");
+  std::filesystem::remove(file);
+  EXPECT_EQ(found(), L"0");
+  // A directory of its name passes for it.
+  game.Directory().MakeDirectory(L"pb\\pbcl.dll");
+  EXPECT_EQ(found(), L"1");
 }
 
 TEST(AppsRegistryProbe, NothingIsCached) {

@@ -11,6 +11,7 @@
 #include <cwchar>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "tests/support/dll_host.h"
@@ -36,10 +37,15 @@ const std::string kParseFailureLine =
     "OstrelApp::IsOstrelLocalHostEnabled: Failed to parse Ostrel xml from path "
     "C:\\users\\somebody\\roaming\\Ostrel\\local.xml\n";
 
-/// A host whose library gets the document that the test made up.
+/// A host whose library gets a document with one setting, LocalHostEnabled="false".
 class AppsStoreCom : public testing::Test {
  protected:
   AppsStoreCom() {
+    key.text = L"LocalHostEnabled";
+    value.text = L"false";
+    attributes.items = {{L"key", &key}, {L"value", &value}};
+    setting.attributes = &attributes.object;
+    document.element.children.next = &setting.object;
     folders.SetReplacement([this](REFKNOWNFOLDERID, DWORD, HANDLE, PWSTR* path) {
       steps.emplace_back(L"folder");
       *path = folder = static_cast<wchar_t*>(CoTaskMemAlloc(sizeof(kFolder)));
@@ -58,7 +64,7 @@ class AppsStoreCom : public testing::Test {
           EXPECT_EQ(context, 23U);
           EXPECT_TRUE(IsEqualGUID(interfaceId, kDocumentInterface));
           steps.emplace_back(L"CoCreateInstance");
-          *object = SUCCEEDED(createResult) ? &document.object : nullptr;
+          *object = created;
           return createResult;
         });
     ends.SetReplacement([this] { steps.emplace_back(L"CoUninitialize"); });
@@ -71,7 +77,12 @@ class AppsStoreCom : public testing::Test {
   std::wstring Read() { return host.GetParameter(L"OSTREL-APP", L"OstrelLocalHostEnabled"); }
 
   Steps steps;
+  FakeNode key{steps};
+  FakeNode value{steps};
+  FakeAttributes attributes{steps};
+  FakeNode setting{steps};
   FakeDocument document{steps};
+  void* created = &document.object;
   HRESULT startResult = S_OK;
   HRESULT createResult = S_OK;
   wchar_t* folder = nullptr;
@@ -84,60 +95,93 @@ class AppsStoreCom : public testing::Test {
 };
 
 TEST_F(AppsStoreCom, StepsAreInOrderAndBalanced) {
-  EXPECT_EQ(LogOf([&] { EXPECT_EQ(Read(), L"true"); }), "");
-  EXPECT_THAT(steps, ElementsAre(L"folder", L"CoInitialize", L"CoCreateInstance", L"synchronous",
-                                 LR"(load C:\users\somebody\roaming\Ostrel\local.xml)",
-                                 L"list released", L"element released", L"document released",
-                                 L"CoUninitialize", L"folder freed"));
+  EXPECT_EQ(LogOf([&] { EXPECT_EQ(Read(), L"false"); }), "");
+  EXPECT_THAT(steps,
+              ElementsAre(L"folder", L"CoInitialize", L"CoCreateInstance", L"synchronous",
+                          LR"(load C:\users\somebody\roaming\Ostrel\local.xml)", L"attributes",
+                          L"node released", L"node released", L"attributes released",
+                          L"node released", L"list released", L"element released",
+                          L"document released", L"CoUninitialize", L"folder freed"));
 }
 
-TEST_F(AppsStoreCom, DocumentThatCannotBeMadeCountsAsUnreadable) {
-  createResult = REGDB_E_CLASSNOTREG;
-  EXPECT_EQ(LogOf([&] { EXPECT_EQ(Read(), L"false"); }), kParseFailureLine);
-  EXPECT_THAT(steps, ElementsAre(L"folder", L"CoInitialize", L"CoCreateInstance", L"CoUninitialize",
-                                 L"folder freed"));
-}
-
-TEST_F(AppsStoreCom, FailedLoadCountsAsUnreadable) {
+TEST_F(AppsStoreCom, DocumentThatCannotBeMadeOrLoadedCountsAsUnreadable) {
   document.loadResult = E_FAIL;
   EXPECT_EQ(LogOf([&] { EXPECT_EQ(Read(), L"false"); }), kParseFailureLine);
   EXPECT_THAT(steps, ElementsAre(L"folder", L"CoInitialize", L"CoCreateInstance", L"synchronous",
                                  LR"(load C:\users\somebody\roaming\Ostrel\local.xml)",
                                  L"document released", L"CoUninitialize", L"folder freed"));
-}
-
-TEST_F(AppsStoreCom, LoadOfNothingCountsAsUnreadable) {
+  document.loadResult = S_FALSE;
+  EXPECT_EQ(LogOf([&] { EXPECT_EQ(Read(), L"false"); }), "");
   document.loaded = VARIANT_FALSE;
   EXPECT_EQ(LogOf([&] { EXPECT_EQ(Read(), L"false"); }), kParseFailureLine);
-  EXPECT_EQ(steps.back(), L"folder freed");
+
+  steps.clear();
+  created = nullptr;
+  for (const HRESULT result : {REGDB_E_CLASSNOTREG, S_OK}) {
+    createResult = result;
+    EXPECT_EQ(LogOf([&] { EXPECT_EQ(Read(), L"false"); }), kParseFailureLine);
+  }
+  const auto noDocument = ElementsAre(
+      L"folder", L"CoInitialize", L"CoCreateInstance", L"CoUninitialize", L"folder freed",
+      L"folder", L"CoInitialize", L"CoCreateInstance", L"CoUninitialize", L"folder freed");
+  EXPECT_THAT(steps, noDocument);
 }
 
-TEST_F(AppsStoreCom, DocumentWithoutAnElementMeansEnabled) {
-  for (const HRESULT result : {S_FALSE, E_FAIL}) {
-    document.elementResult = result;
+// Every step of the walk, answered oddly. Any success code with an object is a success; without an
+// object it finds nothing, like a failure.
+TEST_F(AppsStoreCom, OddAnswersOnTheWayToTheSetting) {
+  const auto read = [&] {
+    document.element.children.next = &setting.object;
+    std::wstring result;
+    EXPECT_EQ(LogOf([&] { result = Read(); }), "");
+    return result;
+  };
+  for (HRESULT* const step : {&document.elementResult, &document.element.childrenResult,
+                              &document.element.children.nodeResult, &setting.attributesResult,
+                              &attributes.itemResult, &key.valueResult, &value.valueResult}) {
+    *step = S_FALSE;
+    EXPECT_EQ(read(), L"false") << step;
+    *step = E_FAIL;
+    EXPECT_EQ(read(), L"true") << step;
+    *step = S_OK;
+  }
+  for (bool* const gives : {&document.givesElement, &document.element.givesList}) {
+    *gives = false;
+    EXPECT_EQ(read(), L"true");
+    *gives = true;
+  }
+  for (const wchar_t** const text : {&key.text, &value.text}) {
+    const wchar_t* const before = std::exchange(*text, nullptr);  // a number
+    EXPECT_EQ(read(), L"true");
+    *text = before;
+  }
+  for (const wchar_t* const name : {L"key", L"value"}) {
+    const auto node = attributes.items.extract(name);
+    EXPECT_EQ(read(), L"true");
+    attributes.items[name] = node.mapped();
+  }
+  setting.attributes = nullptr;
+  EXPECT_EQ(read(), L"true");
+}
+
+TEST_F(AppsStoreCom, TheWalkEndsWithTheList) {
+  for (const HRESULT result : {S_OK, S_FALSE, E_FAIL}) {
+    document.element.children.next = nullptr;
+    document.element.children.endResult = result;
     EXPECT_EQ(LogOf([&] { EXPECT_EQ(Read(), L"true"); }), "");
   }
-}
-
-TEST_F(AppsStoreCom, ElementWithoutAListMeansEnabled) {
-  document.element.childrenResult = E_FAIL;
-  EXPECT_EQ(LogOf([&] { EXPECT_EQ(Read(), L"true"); }), "");
-}
-
-TEST_F(AppsStoreCom, FailingListMeansEnabled) {
-  document.element.children.nextResult = E_FAIL;
-  EXPECT_EQ(LogOf([&] { EXPECT_EQ(Read(), L"true"); }), "");
 }
 
 // A thread that has COM already: in the same mode it is entered once more, in another mode it is
 // used as it is.
 TEST_F(AppsStoreCom, OnlyASuccessfulInitializationIsUndone) {
   startResult = S_FALSE;
-  EXPECT_EQ(Read(), L"true");
+  EXPECT_EQ(Read(), L"false");
   EXPECT_THAT(steps, testing::Contains(L"CoUninitialize"));
   steps.clear();
   startResult = RPC_E_CHANGED_MODE;
-  EXPECT_EQ(Read(), L"true");
+  document.element.children.next = &setting.object;
+  EXPECT_EQ(Read(), L"false");
   EXPECT_THAT(steps, testing::Contains(LR"(load C:\users\somebody\roaming\Ostrel\local.xml)"));
   EXPECT_THAT(steps, Each(Not(std::wstring(L"CoUninitialize"))));
 }

@@ -175,15 +175,6 @@ TEST(AppsStoreSettingsFile, MissingMeansDisabledWithALine) {
   EXPECT_EQ(enabled, L"false");
 }
 
-TEST(AppsStoreSettingsFile, IsReadAfreshEachTime) {
-  DllHost host;
-  const RoamingFolder folder(host.Module());
-  folder.WriteSettings(R"(<s><e key="LocalHostEnabled" value="false"/></s>)");
-  EXPECT_EQ(host.GetParameter(kId, kSetting), L"false");
-  folder.WriteSettings(R"(<s><e key="LocalHostEnabled" value="true"/></s>)");
-  EXPECT_EQ(host.GetParameter(kId, kSetting), L"true");
-}
-
 // The store client's file where it really lies, beside one that may be there.
 TEST(AppsStoreSettingsFile, LiesInTheRoamingApplicationData) {
   PWSTR path = nullptr;
@@ -224,24 +215,6 @@ TEST(AppsStoreSettingsFile, UnknownFolderMeansDisabledWithALine) {
   EXPECT_EQ(frees.CallCount(), 0U);
 }
 
-TEST(AppsStoreSettingsFile, FolderCallArguments) {
-  DllHost host;
-  std::wstring freed;
-  PWSTR given = nullptr;
-  IMPORT_HOOK(SHGetKnownFolderPath)
-  folders(host.Module(), [&](REFKNOWNFOLDERID id, DWORD flags, HANDLE token, PWSTR* path) {
-    EXPECT_TRUE(IsEqualGUID(id, kRoamingAppData));
-    EXPECT_EQ(flags, 0U);
-    EXPECT_EQ(token, nullptr);
-    given = *path = ComTextOf(L"C:\\none");
-    return S_OK;
-  });
-  IMPORT_HOOK(CoTaskMemFree) frees(host.Module());
-  EXPECT_EQ(host.GetParameter(kId, kSetting), L"false");
-  EXPECT_EQ(folders.CallCount(), 1U);
-  EXPECT_THAT(frees.Calls(), testing::ElementsAre(std::tuple<void*>(given)));
-}
-
 TEST(AppsStoreSettingsName, IsComparedExactly) {
   DllHost host;
   IMPORT_HOOK(SHGetKnownFolderPath) folders(host.Module());
@@ -261,12 +234,6 @@ TEST(AppsStoreSettingsName, IsComputedWhateverWasSet) {
   folder.WriteSettings(R"(<s><e key="LocalHostEnabled" value="false"/></s>)");
   host->SetParameter(kId, kSetting, L"set by the host");
   EXPECT_EQ(host.GetParameter(kId, kSetting), L"false");
-}
-
-TEST(AppsStoreSettingsName, IsAnOrdinaryOneForGames) {
-  DllHost host;
-  EXPECT_EQ(LogOf([&] { EXPECT_EQ(host.GetParameter(L"BRENNA-GAME", kSetting), L""); }),
-            "BaseApp::GetParameter: Parameter OstrelLocalHostEnabled not set, returning empty\n");
 }
 
 }  // namespace

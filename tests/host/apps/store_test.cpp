@@ -143,20 +143,8 @@ TEST(AppsStore, VersionOf126CharactersIsTheLongest) {
   registry.SetText(kKey, kValue, std::wstring(127, L'9'));
   EXPECT_FALSE(host->IsInstalled(kId));
   EXPECT_EQ(host.GetVersion(kId), L"NOT_INSTALLED");
-}
-
-TEST(AppsStore, DataOfAnyShapeIsReadAsText) {
-  DllHost host;
-  RegistryFixture registry;
-  registry.SetBytes(kKey, kValue, REG_BINARY, std::vector<unsigned char>(255, 'A'));
-  // Half a character at the end, its other half is zero.
-  std::wstring text(127, L'\u4141');
-  text.push_back(L'A');
-  EXPECT_EQ(host.GetVersion(kId), text);
-  registry.SetBytes(kKey, kValue, REG_DWORD, {'1', 0, '2', 0});
-  EXPECT_EQ(host.GetVersion(kId), L"12");
-  registry.SetBytes(kKey, kValue, REG_BINARY, {'1', 0, 0, 0, '2', 0});
-  EXPECT_EQ(host.GetVersion(kId), L"1");
+  // What an earlier look-up found survives.
+  EXPECT_EQ(host.GetParameter(kId, L"APP_VERSION"), std::wstring(126, L'9'));
 }
 
 TEST(AppsStore, ProbingParametersOfGamesHaveNoEffect) {
@@ -188,21 +176,11 @@ TEST(AppsStore, LaunchHandsItsLinkToTheHelper) {
   ASSERT_THAT(shell.Calls(), SizeIs(1));
   EXPECT_EQ(shell.Calls()[0].parameters, L"NO|SW_SHOWNA|ostrel://library/ag4|||");
   EXPECT_EQ(shell.Calls()[0].file, helper.HelperPath());
+  // Neither the flag nor the further texts have an effect.
+  EXPECT_TRUE(host->Launch(kId, L"", false, L"1", L"2", L"3", L"4"));
+  EXPECT_EQ(shell.Calls().at(1).parameters, L"NO|SW_SHOWNA|ostrel://|||");
   EXPECT_THAT(host.Drain(), IsEmpty());
   EXPECT_EQ(host.Notifications().CallCount(), 0);
-}
-
-TEST(AppsStore, FlagAndFurtherTextsOfALaunchHaveNoEffect) {
-  const HelperInstallation helper;
-  RegistryFixture registry;
-  registry.SetText(kKey, kValue, L"9.4.1");
-  DllHost host;
-  const ShellRecorder shell(host.Module());
-  EXPECT_TRUE(host->Launch(kId, L"", false, L"1", L"2", L"3", L"4"));
-  EXPECT_TRUE(host->Launch(kId, L"", true, L"1", L"2", L"3", L"4"));
-  ASSERT_THAT(shell.Calls(), SizeIs(2));
-  EXPECT_EQ(shell.Calls()[0].parameters, L"NO|SW_SHOWNA|ostrel://|||");
-  EXPECT_EQ(shell.Calls()[1].parameters, L"NO|SW_SHOWNA|ostrel://|||");
 }
 
 TEST(AppsStore, LaunchNeedsAnInstallation) {
@@ -216,26 +194,6 @@ TEST(AppsStore, LaunchNeedsAnInstallation) {
             "OstrelApp::SetupGame: Failed to open registry key SOFTWARE\\Ostrel (77)\n");
   EXPECT_FALSE(launched);
   EXPECT_THAT(shell.Calls(), IsEmpty());
-}
-
-TEST(AppsStore, LaunchFailsWithoutTheHelper) {
-  const HelperInstallation helper(HelperInstallation::Helper::kNone);
-  RegistryFixture registry;
-  registry.SetText(kKey, kValue, L"9.4.1");
-  DllHost host;
-  EXPECT_THAT(LogOf([&] { EXPECT_FALSE(host->Launch(kId, L"library", true, L"", L"", L"", L"")); }),
-              testing::EndsWith("BaseApp::DoLaunch: wstat of file " + Narrow(helper.HelperPath()) +
-                                " failed\n"));
-}
-
-TEST(AppsStore, RealHelperGetsTheLink) {
-  const HelperInstallation helper(HelperInstallation::Helper::kKitProgram);
-  RegistryFixture registry;
-  registry.SetText(kKey, kValue, L"9.4.1");
-  DllHost host;
-  EXPECT_TRUE(host->Launch(kId, L"library", true, L"", L"", L"", L""));
-  EXPECT_THAT(helper.WaitForParameterLines(1, kPatienceMs),
-              ElementsAre(L"NO|SW_SHOWNA|ostrel://library|||"));
 }
 
 // The store client has no process that is followed, no pipe and no arguments.

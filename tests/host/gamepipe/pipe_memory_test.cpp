@@ -137,30 +137,6 @@ TEST_F(PipeMemory, OfSeveralConnectionsEndsForEachByItself) {
   EXPECT_TRUE(IsFreed(second));
 }
 
-TEST_F(PipeMemory, OfWritesGoesBeforeThatOfReads) {
-  // Waits for the rest of its frame.
-  pipe.CompleteRead("KE");
-  host->PollApps();
-  Send(L"X");
-  const void* const written = pipe.WriteBuffer();
-  Send(L"Y");
-  const void* const inFlight = pipe.WriteBuffer();
-  const void* const read = pipe.ReadBuffer();
-  freed.clear();
-  pipe.FailRead(ERROR_BROKEN_PIPE);
-  host->PollApps();
-  // The memory of the last write, the queue, what reads go into. Once freed, it may be had and freed
-  // again for something else.
-  std::vector<const void*> order;
-  for (const auto& [begin, end] : freed) {
-    for (const void* const buffer : {written, inFlight, read}) {
-      const bool isNew = std::find(order.begin(), order.end(), buffer) == order.end();
-      if (begin <= buffer && buffer < end && isNew) order.push_back(buffer);
-    }
-  }
-  EXPECT_THAT(order, ElementsAre(inFlight, written, read));
-}
-
 TEST_F(PipeMemory, GoesAtOnceWhenNothingIsOutstanding) {
   const void* const buffer = pipe.ReadBuffer();
   const void* const record = pipe.ReadOverlapped();
