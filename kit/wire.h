@@ -53,7 +53,7 @@ inline Bytes EncodeFrame(const Command& command) {
   return frame;
 }
 
-/// Collects what arrives on a pipe and hands out the commands in it. Stricter than the launcher:
+/// Collects what arrives on a pipe and returns the commands in it. Stricter than the launcher:
 /// the three length fields must agree.
 class FrameReader {
  public:
