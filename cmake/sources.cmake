@@ -4,7 +4,6 @@
 # core/text.h and core/log.h.
 set(LAUNCHER_PORTABLE_SOURCES
     core/event_info.cpp
-    core/wide_appender.cpp
     gamepipe/command.cpp
     gamepipe/command_event.cpp
     gamepipe/frame.cpp
@@ -60,7 +59,6 @@ set(LAUNCHER_HOT_SOURCES
     core/event_info.cpp
     core/log.cpp
     core/text.cpp
-    core/wide_appender.cpp
     ping/ping_json.cpp
     query/net_message.cpp
     query/query_json.cpp

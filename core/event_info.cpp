@@ -25,15 +25,28 @@ std::wstring_view TextOrEmpty(const wchar_t* text) {
 
 }  // namespace
 
-EventPtr EventInfo::Create(const EventFields& fields) {
+EventPtr EventInfo::Make(const EventFields& fields, std::size_t extraCharacters, wchar_t*& end) {
   std::size_t characters = 1;  // the shared terminator of the empty texts
-  characters += PlacedLength(fields.source) + PlacedLength(fields.name);
+  characters += PlacedLength(fields.source) + PlacedLength(fields.name) + extraCharacters;
   for (const std::wstring_view argument : fields.arguments) characters += PlacedLength(argument);
 
   static_assert(alignof(EventInfo) >= alignof(wchar_t));
   void* const memory = ::operator new(sizeof(EventInfo) + characters * sizeof(wchar_t));
-  auto* const textMemory = reinterpret_cast<wchar_t*>(static_cast<EventInfo*>(memory) + 1);
-  return EventPtr(new (memory) EventInfo(fields, textMemory));
+  end = reinterpret_cast<wchar_t*>(static_cast<EventInfo*>(memory) + 1);
+  return EventPtr(new (memory) EventInfo(fields, end));
+}
+
+EventPtr EventInfo::Create(const EventFields& fields) {
+  wchar_t* end = nullptr;
+  return Make(fields, 0, end);
+}
+
+EventPtr EventInfo::CreateWithRoom(const EventFields& fields, std::size_t argument,
+                                   std::size_t length, wchar_t*& room) {
+  EventPtr event = Make(fields, length + 1, room);
+  event->texts[kArguments + argument] = room;
+  room[length] = L'\0';
+  return event;
 }
 
 EventPtr EventInfo::CreateIfMemory(const wchar_t* source, const wchar_t* name, const wchar_t* arg0,
@@ -50,8 +63,7 @@ EventPtr EventInfo::CreateIfMemory(const wchar_t* source, const wchar_t* name, c
   }
 }
 
-EventInfo::EventInfo(const EventFields& fields, wchar_t* textMemory) {
-  wchar_t* cursor = textMemory;
+EventInfo::EventInfo(const EventFields& fields, wchar_t*& cursor) {
   const wchar_t* const empty = cursor;
   *cursor++ = L'\0';
   texts[kSource] = Place(fields.source, empty, cursor);

@@ -35,6 +35,11 @@ class EventInfo final : public IEventInfo {
   /// Copies the texts. Throws std::bad_alloc.
   static EventPtr Create(const EventFields& fields);
 
+  /// As `Create`, and with room for `length` characters as `arguments[argument]`, which the caller
+  /// writes to `room`: a long text need not be made first and copied then. Throws std::bad_alloc.
+  static EventPtr CreateWithRoom(const EventFields& fields, std::size_t argument,
+                                 std::size_t length, wchar_t*& room);
+
   /// Copies terminated texts; null arguments read as empty. Null when memory runs out.
   static EventPtr CreateIfMemory(const wchar_t* source, const wchar_t* name, const wchar_t* arg0,
                                  const wchar_t* arg1, const wchar_t* arg2, const wchar_t* arg3,
@@ -64,8 +69,11 @@ class EventInfo final : public IEventInfo {
   static constexpr std::size_t kArguments = 2;
   static constexpr std::size_t kTextCount = kArguments + EventFields::kArgumentCount;
 
-  // The texts follow the object in memory; an empty one points at the terminator of another.
-  EventInfo(const EventFields& fields, wchar_t* textMemory);
+  // The texts follow the object in memory, and `extraCharacters` of room from `end` on.
+  static EventPtr Make(const EventFields& fields, std::size_t extraCharacters, wchar_t*& end);
+
+  // Copies the texts to `cursor` and moves it on. An empty one points at the terminator of another.
+  EventInfo(const EventFields& fields, wchar_t*& cursor);
   ~EventInfo() = default;
 
   const wchar_t* texts[kTextCount];

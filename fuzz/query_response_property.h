@@ -33,6 +33,10 @@ inline DecodedResponse DecodeResponse(ByteSpan response) {
   return decoded;
 }
 
+inline std::wstring QueryJson(const launcher::QueryResult& result) {
+  return launcher::MakeQueryEvent({}, result)->GetArg1();
+}
+
 inline std::size_t CountPlayers(const launcher::QueryResult& result) {
   std::size_t count = 0;
   for (const auto& team : result.teams) count += team.players.size();
@@ -85,7 +89,7 @@ inline void CheckBraces(std::wstring_view json) {
 
 /// `result` holds no braces in its texts.
 inline void CheckJsonShape(const launcher::QueryResult& result) {
-  const std::wstring json = launcher::BuildQueryJson(result);
+  const std::wstring json = QueryJson(result);
   CheckBraces(json);
 
   constexpr std::wstring_view kHeaderLines[] = {
@@ -138,12 +142,14 @@ inline void CheckJsonShape(const launcher::QueryResult& result) {
 }
 
 inline void CheckStatus(const DecodedResponse& decoded) {
-  const std::wstring& status = decoded.result.status;
+  const launcher::QueryStatus status = decoded.result.status;
   if (decoded.cutShort) {
-    Require(status.empty() || status == L"UNKNOWN_GAME_MODE",
-            "a response that is cut short is no success");
+    Require(
+        status == launcher::QueryStatus::kNone || status == launcher::QueryStatus::kUnknownGameMode,
+        "a response that is cut short is no success");
   } else {
-    Require(status == L"SUCCESS" || status == L"ERROR_PROTOCOL_VERSION",
+    Require(status == launcher::QueryStatus::kSuccess ||
+                status == launcher::QueryStatus::kProtocolVersion,
             "the status is one of the named ones");
   }
 }
@@ -156,8 +162,7 @@ inline void CheckCut(ByteSpan response, std::size_t length, const DecodedRespons
               CountScores(cut.result) <= CountScores(whole.result),
           "a cut response gives no more than the whole one");
   if (!whole.cutShort && length >= whole.consumed) {
-    Require(!cut.cutShort &&
-                launcher::BuildQueryJson(cut.result) == launcher::BuildQueryJson(whole.result),
+    Require(!cut.cutShort && QueryJson(cut.result) == QueryJson(whole.result),
             "bytes behind the response do not count");
   } else {
     Require(cut.cutShort, "a response that lacks a byte is noticed");
@@ -179,7 +184,7 @@ inline void CheckQueryResponse(ByteSpan data) {
     CheckCut(response, whole.consumed - 1, whole);
   }
 
-  if (whole.cutShort) whole.result.status = L"ERROR_MARSHALLING_EXCEPTION";
+  if (whole.cutShort) whole.result.status = launcher::QueryStatus::kMarshallingException;
   std::deque<std::wstring> textsWithoutBraces;
   ReplaceBraces(whole.result, textsWithoutBraces);
   CheckJsonShape(whole.result);

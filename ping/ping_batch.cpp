@@ -12,26 +12,26 @@ namespace {
 
 constexpr wchar_t kLabel[] = L"AppLauncher::PingThreadWrap";
 
-void PostResult(EventSink& launcher, const std::wstring& batchId, const PingInfos& infos) {
-  const WideText json = BuildPingJson(infos);
+void PostResult(EventSink& sink, const std::wstring& batchId, const PingInfos& infos) {
+  const std::wstring json = BuildPingJson(infos);
   EventFields fields;
   fields.name = L"PingBatchResult";
   fields.arguments[0] = batchId;
-  fields.arguments[1] = json.View();
+  fields.arguments[1] = json;
   EventPtr event = EventInfo::Create(fields);
   LogLine(L"%s: JSON:\n%s\n\n", kLabel, json.c_str());
-  launcher.QueueEvent(std::move(event));
+  sink.QueueEvent(std::move(event));
 }
 
 void RunBatch(std::unique_ptr<PingContext> context) {
-  EventSink& launcher = context->launcher;
+  EventSink& sink = context->sink;
   PingInfos infos = std::move(context->infos);
   const std::wstring batchId = std::move(context->batchId);
   context.reset();
 
   LogLine(L"%s: Calling ping thread\n", kLabel);
   PingThreadProc(infos);
-  PostResult(launcher, batchId, infos);
+  PostResult(sink, batchId, infos);
   for (const PingInfo& info : infos) {
     LogLine(L"%s: Ping from IP %s is %d msec\n", kLabel, info.ipAddress.c_str(),
             static_cast<int>(info.roundTripMsec));

@@ -13,7 +13,7 @@ namespace launcher {
 
 /// What a batch's thread works on.
 struct PingContext {
-  EventSink& launcher;
+  EventSink& sink;
   PingInfos infos;
   std::wstring batchId;
 };

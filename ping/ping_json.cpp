@@ -1,32 +1,33 @@
 #include "ping/ping_json.h"
 
 #include <cstddef>
-#include <string_view>
+
+#include "core/wide_writer.h"
 
 namespace launcher {
 namespace {
 
-// What an entry takes at most, the address left out: 46 characters of fixed text and a number.
-constexpr std::size_t kEntryLength = 46 + WideWriter::kMaxDigits;
-
-// Usual addresses are no longer; longer ones make the text ask for memory again.
-constexpr std::size_t kAddressLength = 16;
+void Write(WideWriter& json, const PingInfos& infos) {
+  json << L"[\n";
+  std::size_t left = infos.size();
+  for (const PingInfo& info : infos) {
+    json << L"\t{\n"
+         << L"\t\t\"ipAddress\": \"" << info.ipAddress << L"\",\n"
+         << L"\t\t\"roundTripMSEC\": " << info.roundTripMsec << L"\n"
+         << (--left > 0 ? L"\t},\n" : L"\t}\n");
+  }
+  json << L"]\n";
+}
 
 }  // namespace
 
-WideText BuildPingJson(const PingInfos& infos) {
-  WideAppender json((kEntryLength + kAddressLength) * (infos.size() + 1));
-  json << L"[\n";
-  const PingInfo* const last = infos.data() + infos.size();
-  for (const PingInfo& info : infos) {
-    WideWriter entry = json.Begin(kEntryLength + info.ipAddress.size());
-    entry << L"\t{\n\t\t\"ipAddress\": \"" << info.ipAddress << L"\",\n\t\t\"roundTripMSEC\": "
-          << info.roundTripMsec << L"\n\t}";
-    entry << (&info + 1 == last ? std::wstring_view(L"\n", 1) : std::wstring_view(L",\n", 2));
-    json.End(entry);
-  }
-  json << L"]\n";
-  return json.Finish();
+std::wstring BuildPingJson(const PingInfos& infos) {
+  WideWriter counted;
+  Write(counted, infos);
+  std::wstring text(counted.Length(), L'\0');
+  WideWriter json(text.data(), text.size());
+  Write(json, infos);
+  return text;
 }
 
 }  // namespace launcher

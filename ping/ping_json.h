@@ -2,14 +2,15 @@
 #ifndef LAUNCHER_PING_PING_JSON_H_
 #define LAUNCHER_PING_PING_JSON_H_
 
-#include "core/wide_appender.h"
+#include <string>
+
 #include "ping/ping_info.h"
 
 namespace launcher {
 
 /// A JSON array with one object for each record: "ipAddress" as given, nothing escaped, and
 /// "roundTripMSEC" as a number. Lines end with a newline, indents are tabs.
-WideText BuildPingJson(const PingInfos& infos);
+std::wstring BuildPingJson(const PingInfos& infos);
 
 }  // namespace launcher
 

@@ -1,6 +1,7 @@
 #include "query/net_message.h"
 
 #include <algorithm>
+#include <new>
 
 #include "core/log.h"
 
@@ -28,11 +29,21 @@ NetMessage NetMessage::MakeOutgoing() { return {kCapacity, true}; }
 NetMessage NetMessage::MakeIncoming() { return {0, false}; }
 
 NetMessage::NetMessage(std::size_t bound, bool forWriting)
-    : data(std::make_unique_for_overwrite<std::uint8_t[]>(kCapacity)),
-      size(bound),
-      writable(forWriting) {}
+    : data(static_cast<std::uint8_t*>(std::malloc(kCapacity))), size(bound), writable(forWriting) {
+  if (data == nullptr) throw std::bad_alloc();
+}
 
 NetMessage::~NetMessage() = default;
+
+void NetMessage::SetSize(std::size_t receivedSize) {
+  size = receivedSize;
+  // Servers send a few KiB. With the rest of the buffer still taken, what is made of the response
+  // would lie after it in memory that the system has to provide anew for each query.
+  void* const shrunk = std::realloc(data.get(), std::max<std::size_t>(size, 1));
+  if (shrunk == nullptr) return;
+  static_cast<void>(data.release());
+  data.reset(static_cast<std::uint8_t*>(shrunk));
+}
 
 void NetMessage::FailRead(std::size_t count, std::size_t cursor, std::size_t size) {
   LogLine("%s: Attempting read %u bytes from offset %u from stream of %u bytes\n",

@@ -6,11 +6,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <exception>
 #include <memory>
 #include <span>
 #include <string_view>
-#include <utility>
 
 namespace launcher {
 
@@ -26,7 +26,7 @@ class NetMessage {
   /// A message to be built and sent. Throws std::bad_alloc.
   static NetMessage MakeOutgoing();
 
-  /// A message to be received into: fill `Buffer()`, then tell `SetSize`. Throws std::bad_alloc.
+  /// A message to be received into: fill `Buffer()`, then call `SetSize`. Throws std::bad_alloc.
   static NetMessage MakeIncoming();
 
   NetMessage(NetMessage&&) = default;
@@ -34,14 +34,15 @@ class NetMessage {
   NetMessage& operator=(const NetMessage&) = delete;
   virtual ~NetMessage();
 
-  /// The whole buffer, `kCapacity` bytes.
+  /// `kCapacity` bytes, until `SetSize`.
   std::uint8_t* Buffer() { return data.get(); }
   std::size_t Cursor() const { return cursor; }
   std::size_t Size() const { return size; }
   bool IsWritable() const { return writable; }
 
-  /// The number of bytes received, at most `kCapacity`.
-  void SetSize(std::size_t receivedSize) { size = receivedSize; }
+  /// The number of bytes received, at most `kCapacity`. The rest of the buffer is given back, which
+  /// may move it.
+  void SetSize(std::size_t receivedSize);
 
   void SegmentRead(void* destination, std::size_t count);
   std::uint8_t ReadByte() { return ReadNumber<std::uint8_t>(); }
@@ -50,7 +51,7 @@ class NetMessage {
   std::uint64_t Read64() { return ReadNumber<std::uint64_t>(); }
 
   /// The text up to the first zero byte; all bytes that the length byte announces are consumed.
-  /// Valid until the next call; a zero byte stands behind it.
+  /// Valid until the next call; a zero byte follows it.
   std::string_view ReadString();
 
   /// Appends bytes, big-endian numbers.
@@ -60,6 +61,10 @@ class NetMessage {
 
  private:
   static constexpr std::size_t kMaxString = 255;
+
+  struct FreeDeleter {
+    void operator()(std::uint8_t* memory) const { std::free(memory); }
+  };
 
   NetMessage(std::size_t bound, bool forWriting);
 
@@ -73,24 +78,21 @@ class NetMessage {
     return bytes;
   }
 
-  // Spelled as one sum, which compilers turn into one load and a byte swap; a loop they leave a
-  // loop.
-  template <typename Number, std::size_t... Index>
-  static Number FromBigEndian(const std::uint8_t* bytes,
-                              std::index_sequence<Index...> /*offsets*/) {
-    return static_cast<Number>(
-        ((std::uint64_t{bytes[Index]} << (8 * (sizeof...(Index) - 1 - Index))) | ...));
-  }
-
   template <typename Number>
   Number ReadNumber() {
-    constexpr auto kBytes = std::make_index_sequence<sizeof(Number)>();
-    return FromBigEndian<Number>(Take(sizeof(Number)), kBytes);
+    std::uint64_t value = 0;
+    for (const std::uint8_t byte : std::span(Take(sizeof(Number)), sizeof(Number))) {
+      value = value << 8 | byte;
+    }
+    return static_cast<Number>(value);
   }
 
   std::size_t cursor = 0;
-  std::unique_ptr<std::uint8_t[]> data;
+  std::unique_ptr<std::uint8_t, FreeDeleter> data;
+  // The bound of every access: of a message to be sent the capacity, of a received one its bytes.
   std::size_t size;
+  // Whether the message is one to be sent. Says what it is for; what may be done with it follows
+  // from `size` alone.
   bool writable;
   char stringBuffer[kMaxString + 1];
 };

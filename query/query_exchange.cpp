@@ -71,7 +71,7 @@ std::optional<NetMessage> ReceiveResponse(const UniqueSocket& socket, const Step
   const int ready = select(0, &readable, nullptr, nullptr, &timeout);
   if (ready != 1) {
     LogLine(texts.selectFailed, kLabel, ready, LastSocketError());
-    result.status = L"ERROR_SELECT_FAILED_OR_TIMEDOUT";
+    result.status = QueryStatus::kSelectFailed;
     return std::nullopt;
   }
   NetMessage message = NetMessage::MakeIncoming();
@@ -83,7 +83,7 @@ std::optional<NetMessage> ReceiveResponse(const UniqueSocket& socket, const Step
                             reinterpret_cast<sockaddr*>(&source), &sourceSize);
   if (size < 1) {
     LogLine(texts.receiveFailed, kLabel, size, LastSocketError());
-    result.status = L"ERROR_RECVFROM_FAILED";
+    result.status = QueryStatus::kReceiveFailed;
     return std::nullopt;
   }
   message.SetSize(static_cast<std::size_t>(size));
@@ -122,7 +122,7 @@ std::optional<std::uint64_t> ConnectToServer(UniqueSocket& socket, const sockadd
   if (connect(socket.get(), reinterpret_cast<const sockaddr*>(&server), sizeof(server)) != 0) {
     socket.reset();
     LogLine(L"%s: connect() failed with %08x\n", kLabel, LastSocketError());
-    request.result.status = L"ERROR_CONNECT_FAILED";
+    request.result.status = QueryStatus::kConnectFailed;
     return std::nullopt;
   }
   const std::optional<std::uint64_t> gameId = ParseGameId(request.gameIdText);
@@ -130,7 +130,7 @@ std::optional<std::uint64_t> ConnectToServer(UniqueSocket& socket, const sockadd
     socket.reset();
     LogLine(L"%s: Unable to convert '%s' to unsigned long long (64-bit)\n", kLabel,
             request.gameIdText.c_str());
-    request.result.status = L"ERROR_CONNECT_INVALID_ARGUMENT";
+    request.result.status = QueryStatus::kInvalidArgument;
   }
   return gameId;
 }
@@ -148,7 +148,7 @@ bool SendChallengeRequest(UniqueSocket& socket, NetMessage challenge, const sock
   socket.reset();
   LogLine(L"%s: sendto (of challenge) failed with result %d %08x\n", kLabel, sent,
           LastSocketError());
-  result.status = L"ERROR_SENDTO_FAILED";
+  result.status = QueryStatus::kSendFailed;
   return false;
 }
 
@@ -163,7 +163,7 @@ bool SendQueryRequest(const UniqueSocket& socket, const sockaddr_in& server, std
   if (sent == kQueryRequestSize) return true;
   LogLine(L"%s: sendto (of query request) failed with result %d %08x\n", kLabel, sent,
           LastSocketError());
-  result.status = L"ERROR_SENDTO_FAILED";
+  result.status = QueryStatus::kSendFailed;
   return false;
 }
 

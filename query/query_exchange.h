@@ -20,7 +20,7 @@ namespace launcher {
 /// What a query's thread works on.
 struct QueryRequest {
   std::wstring requestId;
-  EventSink& launcher;
+  EventSink& sink;
   std::wstring requestText2;
   std::wstring gameIdText;
   /// Dotted; no name is looked up.

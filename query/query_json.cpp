@@ -3,31 +3,16 @@
 #include <cstddef>
 #include <string_view>
 
+#include "core/wide_writer.h"
+
 namespace launcher {
 namespace {
 
-// Lengths of the fixed texts and usual numbers, rounded up, so that most results need memory once.
-// The players make up most of the text and are counted exactly: a block that is much too large is
-// dear where the system is asked for it.
-constexpr std::size_t kHeaderLength = 1024;
-constexpr std::size_t kTeamLength = 128;
-constexpr std::size_t kEntryLength = 128;
-
-// What a player takes at most, the texts left out: 201 characters of fixed text, and the digits of
-// one number of 64 bits, one of 32, three of 16 and two of 8.
-constexpr std::size_t kPlayerLength = 201 + WideWriter::kMaxDigits + 10 + 15 + 6;
-
-std::size_t MaxLength(const PlayerRecord& player) {
-  return kPlayerLength + player.name.size() + player.tag.size();
-}
-
 // Closes an entry of a list whose entries are indented by eight.
-std::wstring_view EntryClose(bool last) {
-  return last ? std::wstring_view(L"        }\n", 10) : std::wstring_view(L"        },\n", 11);
-}
+std::wstring_view EntryClose(bool last) { return last ? L"        }\n" : L"        },\n"; }
 
-void WriteHeader(WideAppender& json, const QueryResult& result) {
-  json << L"  \"status\": \"" << result.status << L"\", \n"
+void WriteHeader(WideWriter& json, const QueryResult& result) {
+  json << L"  \"status\": \"" << StatusText(result.status) << L"\", \n"
        << L"  \"platform\": \"" << result.platform << L"\", \n"
        << L"  \"persistedIdPart1\": \"" << result.persistedIdPart1 << L"\", \n"
        << L"  \"persistedIdPart2\": \"" << result.persistedIdPart2 << L"\", \n"
@@ -43,7 +28,7 @@ void WriteHeader(WideAppender& json, const QueryResult& result) {
 
 // A section whose entries are the teams' scores. `opening` is its first line, `closing` its last.
 template <typename Score, typename WriteScore>
-void WriteTeamScores(WideAppender& json, std::wstring_view opening, std::wstring_view closing,
+void WriteTeamScores(WideWriter& json, std::wstring_view opening, std::wstring_view closing,
                      const TeamScores<Score>& scores, const WriteScore& writeScore) {
   json << opening << L"  {\n";
   std::size_t left = scores.size();
@@ -55,7 +40,7 @@ void WriteTeamScores(WideAppender& json, std::wstring_view opening, std::wstring
   json << closing;
 }
 
-void WriteFrontier(WideAppender& json, const TeamScores<FrontierScore>& scores) {
+void WriteFrontier(WideWriter& json, const TeamScores<FrontierScore>& scores) {
   WriteTeamScores(json, L"  \"frontier\": \n", L"    },\n", scores,
                   [&](const FrontierScore& score) {
                     json << L"          \"tickets\": " << score.tickets
@@ -63,14 +48,14 @@ void WriteFrontier(WideAppender& json, const TeamScores<FrontierScore>& scores) 
                   });
 }
 
-void WriteKillrace(WideAppender& json, const TeamScores<KillraceScore>& scores) {
+void WriteKillrace(WideWriter& json, const TeamScores<KillraceScore>& scores) {
   WriteTeamScores(json, L"  \"killrace\": \n", L"  },\n", scores, [&](const KillraceScore& score) {
     json << L"          \"kills\": " << score.kills << L",\n          \"killsMax\": "
          << score.killsMax << L"\n";
   });
 }
 
-void WriteBreach(WideAppender& json, const BreachState& breach) {
+void WriteBreach(WideWriter& json, const BreachState& breach) {
   json << L"  \"breach\": \n"
           L"  {\n"
           L"    \"attackers\": \n"
@@ -90,7 +75,7 @@ void WriteBreach(WideAppender& json, const BreachState& breach) {
           L"  },\n";
 }
 
-void WriteArmsLadder(WideAppender& json, const QueryResult& result) {
+void WriteArmsLadder(WideWriter& json, const QueryResult& result) {
   json << L"  \"armsLadder\": \n"
           L"  {\n"
           L"    \"maxArmsLadderLevel\": "
@@ -107,7 +92,7 @@ void WriteArmsLadder(WideAppender& json, const QueryResult& result) {
           L"  },\n";
 }
 
-void WriteSeizeTheBanner(WideAppender& json, const TeamScores<SeizeTheBannerScore>& scores) {
+void WriteSeizeTheBanner(WideWriter& json, const TeamScores<SeizeTheBannerScore>& scores) {
   WriteTeamScores(json, L"  \"seizeTheBanner\": \n", L"    },\n", scores,
                   [&](const SeizeTheBannerScore& score) {
                     json << L"          \"flags\": " << score.flags
@@ -116,7 +101,7 @@ void WriteSeizeTheBanner(WideAppender& json, const TeamScores<SeizeTheBannerScor
                   });
 }
 
-void WriteVesselStrike(WideAppender& json, const TeamScores<VesselStrikeScore>& scores) {
+void WriteVesselStrike(WideWriter& json, const TeamScores<VesselStrikeScore>& scores) {
   WriteTeamScores(json, L"  \"vesselStrike\": \n", L"    },\n", scores,
                   [&](const VesselStrikeScore& score) {
                     json << L"          \"explodedCrates\": " << score.explodedCrates
@@ -125,7 +110,7 @@ void WriteVesselStrike(WideAppender& json, const TeamScores<VesselStrikeScore>& 
 }
 
 // At most one section: the first that holds data.
-void WriteModeSection(WideAppender& json, const QueryResult& result) {
+void WriteModeSection(WideWriter& json, const QueryResult& result) {
   if (!result.frontierScores.empty()) {
     WriteFrontier(json, result.frontierScores);
   } else if (!result.killraceScores.empty()) {
@@ -141,19 +126,17 @@ void WriteModeSection(WideAppender& json, const QueryResult& result) {
   }
 }
 
-void WritePlayer(WideAppender& json, const PlayerRecord& player, bool last) {
-  WideWriter out = json.Begin(MaxLength(player));
-  out << L"        \"" << player.playerId << L"\":\n        {\n          \"name\": \""
-      << player.name << L"\",\n          \"tag\": \"" << player.tag << L"\",\n          \"rank\": "
-      << player.rank << L",\n          \"score\": " << player.score << L",\n          \"kills\": "
-      << player.kills << L",\n          \"deaths\": " << player.deaths
-      << L",\n          \"squad\": " << player.squad << L",\n          \"role\": " << player.role
-      << L" \n"
-      << EntryClose(last);
-  json.End(out);
+void WritePlayer(WideWriter& json, const PlayerRecord& player, bool last) {
+  json << L"        \"" << player.playerId << L"\":\n        {\n          \"name\": \""
+       << player.name << L"\",\n          \"tag\": \"" << player.tag << L"\",\n          \"rank\": "
+       << player.rank << L",\n          \"score\": " << player.score << L",\n          \"kills\": "
+       << player.kills << L",\n          \"deaths\": " << player.deaths
+       << L",\n          \"squad\": " << player.squad << L",\n          \"role\": " << player.role
+       << L" \n"
+       << EntryClose(last);
 }
 
-void WriteTeams(WideAppender& json, const std::vector<TeamRecord>& teams) {
+void WriteTeams(WideWriter& json, const std::vector<TeamRecord>& teams) {
   json << L"  \"teamInfo\": \n  {\n";
   for (std::size_t index = 0; index < teams.size(); ++index) {
     const TeamRecord& team = teams[index];
@@ -166,27 +149,39 @@ void WriteTeams(WideAppender& json, const std::vector<TeamRecord>& teams) {
   json << L"  }\n";
 }
 
-std::size_t ExpectedLength(const QueryResult& result) {
-  std::size_t length =
-      kHeaderLength + kTeamLength * result.teams.size() +
-      kEntryLength * (result.frontierScores.size() + result.killraceScores.size() +
-                      result.seizeTheBannerScores.size() + result.vesselStrikeScores.size());
-  for (const TeamRecord& team : result.teams) {
-    for (const PlayerRecord& player : team.players) length += MaxLength(player);
-  }
-  return length;
-}
-
-}  // namespace
-
-WideText BuildQueryJson(const QueryResult& result) {
-  WideAppender json(ExpectedLength(result));
+void WriteResult(WideWriter& json, const QueryResult& result) {
   json << L"{\n";
   WriteHeader(json, result);
   WriteModeSection(json, result);
   WriteTeams(json, result.teams);
   json << L"}\n";
-  return json.Finish();
+}
+
+// Enough for nearly every result: 201 characters of a player are the same for all.
+std::size_t UsualLength(const QueryResult& result) {
+  constexpr std::size_t kPlayerLength = 256;
+  constexpr std::size_t kRestLength = 1024;
+  std::size_t players = 0;
+  for (const TeamRecord& team : result.teams) players += team.players.size();
+  return kRestLength + kPlayerLength * players;
+}
+
+}  // namespace
+
+EventPtr MakeQueryEvent(const EventFields& fields, const QueryResult& result) {
+  constexpr std::size_t kJsonArgument = 1;
+  std::size_t room = UsualLength(result);
+  for (;;) {
+    wchar_t* text = nullptr;
+    EventPtr event = EventInfo::CreateWithRoom(fields, kJsonArgument, room, text);
+    WideWriter json(text, room);
+    WriteResult(json, result);
+    if (json.Length() <= room) {
+      text[json.Length()] = L'\0';
+      return event;
+    }
+    room = json.Length();
+  }
 }
 
 }  // namespace launcher

@@ -83,8 +83,9 @@ void ReadArmsLadder(NetMessage& message, QueryResult& result) {
 
 void SkipUnknownSection(NetMessage& message, std::size_t sectionLength, QueryResult& result) {
   LogLine(L"%s: UNKNOWN_GAME_MODE: %s\n", kLabel, result.gameMode.c_str());
-  // Stays when the response is cut short nowhere: the end of decoding sets "SUCCESS" over it.
-  result.status = L"UNKNOWN_GAME_MODE";
+  // No host ever sees it: the end of decoding sets "SUCCESS" over it, a response that is cut short
+  // "ERROR_MARSHALLING_EXCEPTION". The line is all that an unknown mode leaves.
+  result.status = QueryStatus::kUnknownGameMode;
   for (std::size_t i = 0; i < sectionLength; ++i) message.ReadByte();
 }
 
@@ -194,7 +195,7 @@ void QueryParseResponse(QueryResult& result, NetMessage& message) {
   if (version < kOldestVersion || version > kNewestVersion) {
     LogLine(L"%s: Query response has unexpected protocol version of %02x (expected %02x - %02x)\n",
             kLabel, version, kOldestVersion, kNewestVersionInLog);
-    result.status = L"ERROR_PROTOCOL_VERSION";
+    result.status = QueryStatus::kProtocolVersion;
     return;
   }
   const std::uint8_t serverState = ReadHeader(message, version, result);
@@ -205,7 +206,7 @@ void QueryParseResponse(QueryResult& result, NetMessage& message) {
   ReadMapAndRound(message, serverState, result);
   ReadTeams(message, result.teams);
   // No text takes more characters than bytes on the wire.
-  result.texts.Reserve(WideCapacity(message.Size()));
+  result.texts.Reserve(WideCapacity(message.Size() - message.Cursor()));
   for (std::size_t team = 0; team < result.teams.size(); ++team) {
     TeamRecord& record = result.teams[team];
     record.players.reserve(record.playerCount);
@@ -218,11 +219,11 @@ void QueryParseResponse(QueryResult& result, NetMessage& message) {
           L"parsed (%d != %d)\n",
           kLabel, static_cast<int>(team), static_cast<int>(record.playerCount),
           static_cast<int>(record.players.size()));
-      result.status = L"ERROR_MARSHALLING_TEAMS_AND_PLAYERS";
+      result.status = QueryStatus::kTeamsAndPlayers;
       return;
     }
   }
-  result.status = L"SUCCESS";
+  result.status = QueryStatus::kSuccess;
 }
 
 }  // namespace launcher

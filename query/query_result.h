@@ -1,4 +1,4 @@
-// What a game server told of its state.
+// What is known of a game server's state.
 #ifndef LAUNCHER_QUERY_QUERY_RESULT_H_
 #define LAUNCHER_QUERY_QUERY_RESULT_H_
 
@@ -10,13 +10,15 @@
 #include <string_view>
 #include <vector>
 
+#include "query/query_status.h"
+
 namespace launcher {
 
 /// Memory for the players' texts, in one block: a server may send hundreds of them.
 class TextArena {
  public:
   /// Makes room for texts that take `size` characters together, terminators included.
-  void Reserve(std::size_t size) { memory = std::make_unique_for_overwrite<wchar_t[]>(size); }
+  void Reserve(std::size_t size) { memory.reset(new wchar_t[size]); }
 
   /// Where the next text goes.
   wchar_t* Free() { return memory.get() + used; }
@@ -71,6 +73,8 @@ struct BreachState {
   std::uint16_t ticketsMax = 0;
   std::uint8_t bases = 0;
   std::uint8_t basesMax = 0;
+
+  bool operator==(const BreachState&) const = default;
 };
 
 struct ArmsLadderPlayer {
@@ -95,7 +99,7 @@ using TeamScores = std::map<std::uint8_t, Score>;
 
 /// Fields that were not (yet) read are zero or empty. At most one of the mode sections holds data.
 struct QueryResult {
-  std::wstring status;
+  QueryStatus status = QueryStatus::kNone;
   std::uint8_t platform = 0;
   std::uint64_t persistedIdPart1 = 0;
   std::uint64_t persistedIdPart2 = 0;

@@ -2,7 +2,6 @@
 
 #include <exception>
 #include <new>
-#include <utility>
 
 #include "core/log.h"
 #include "query/query_json.h"
@@ -11,22 +10,25 @@ namespace launcher {
 namespace {
 
 void PostResult(const QueryRequest& request) {
-  const WideText json = BuildQueryJson(request.result);
   EventFields fields;
   fields.source = request.requestId;
   fields.name = L"QueryServerResult";
   fields.arguments[0] = request.requestText2;
-  fields.arguments[1] = json.View();
-  request.launcher.QueueEvent(EventInfo::Create(fields));
+  request.sink.QueueEvent(MakeQueryEvent(fields, request.result));
 }
 
 void RunQuery(QueryRequest& request) {
+  bool failed = false;
   try {
     QueryThreadProc(request);
   } catch (const std::exception&) {
+    // Released before the line is written, which may need memory of its own.
+    failed = true;
+  }
+  if (failed) {
     LogLine(L"%s: Query request %s (%s) failed with exception\n", L"AppLauncher::QueryThreadWrap",
             request.requestText2.c_str(), request.gameIdText.c_str());
-    request.result.status = L"ERROR_MARSHALLING_EXCEPTION";
+    request.result.status = QueryStatus::kMarshallingException;
   }
   PostResult(request);
 }

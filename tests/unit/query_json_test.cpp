@@ -3,764 +3,87 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
-#include <vector>
+
+#include "tests/unit/response_bytes.h"
 
 namespace launcher {
 namespace {
 
-// The header of a result in which everything is zero or empty.
-const std::wstring kEmptyHeader =
-    L"  \"status\": \"\", \n"
-    L"  \"platform\": \"0\", \n"
-    L"  \"persistedIdPart1\": \"0\", \n"
-    L"  \"persistedIdPart2\": \"0\", \n"
-    L"  \"gameId\": \"0\", \n"
-    L"  \"gameMode\": \"\", \n"
-    L"  \"mapVariant\": 0,\n"
-    L"  \"currentMap\": \"\", \n"
-    L"  \"roundTime\": \"0\", \n"
-    L"  \"defaultRoundTimeMultiplier\": \"0\", \n"
-    L"  \"maxPlayers\": 0,\n"
-    L"  \"waitingPlayers\": 0,\n";
-
-const std::wstring kNoTeams =
-    L"  \"teamInfo\": \n"
-    L"  {\n"
-    L"  }\n";
-
-std::wstring WithSection(const std::wstring& section) {
-  return L"{\n" + kEmptyHeader + section + kNoTeams + L"}\n";
+// Between the header of a result in which everything is zero or empty and what follows a section.
+std::wstring Text(const std::wstring& section, const std::wstring& teams = L"") {
+  return L"{\n"
+         L"  \"status\": \"\", \n"
+         L"  \"platform\": \"0\", \n"
+         L"  \"persistedIdPart1\": \"0\", \n"
+         L"  \"persistedIdPart2\": \"0\", \n"
+         L"  \"gameId\": \"0\", \n"
+         L"  \"gameMode\": \"\", \n"
+         L"  \"mapVariant\": 0,\n"
+         L"  \"currentMap\": \"\", \n"
+         L"  \"roundTime\": \"0\", \n"
+         L"  \"defaultRoundTimeMultiplier\": \"0\", \n"
+         L"  \"maxPlayers\": 0,\n"
+         L"  \"waitingPlayers\": 0,\n" +
+         section +
+         L"  \"teamInfo\": \n"
+         L"  {\n" +
+         teams +
+         L"  }\n"
+         L"}\n";
 }
 
-std::wstring WithTeams(const std::wstring& teams) {
-  return L"{\n" + kEmptyHeader + L"  \"teamInfo\": \n  {\n" + teams + L"  }\n}\n";
+TEST(QueryJson, EmptyResult) { EXPECT_EQ(QueryJson(QueryResult()), Text(L"")); }
+
+TEST(QueryJson, Statuses) {
+  EXPECT_EQ(StatusText(QueryStatus::kNone), L"");
+  EXPECT_EQ(StatusText(QueryStatus::kSuccess), L"SUCCESS");
+  EXPECT_EQ(StatusText(QueryStatus::kConnectFailed), L"ERROR_CONNECT_FAILED");
+  EXPECT_EQ(StatusText(QueryStatus::kInvalidArgument), L"ERROR_CONNECT_INVALID_ARGUMENT");
+  EXPECT_EQ(StatusText(QueryStatus::kSendFailed), L"ERROR_SENDTO_FAILED");
+  EXPECT_EQ(StatusText(QueryStatus::kSelectFailed), L"ERROR_SELECT_FAILED_OR_TIMEDOUT");
+  EXPECT_EQ(StatusText(QueryStatus::kReceiveFailed), L"ERROR_RECVFROM_FAILED");
+  EXPECT_EQ(StatusText(QueryStatus::kMarshallingException), L"ERROR_MARSHALLING_EXCEPTION");
+  EXPECT_EQ(StatusText(QueryStatus::kProtocolVersion), L"ERROR_PROTOCOL_VERSION");
+  EXPECT_EQ(StatusText(QueryStatus::kTeamsAndPlayers), L"ERROR_MARSHALLING_TEAMS_AND_PLAYERS");
+  EXPECT_EQ(StatusText(QueryStatus::kUnknownGameMode), L"UNKNOWN_GAME_MODE");
 }
 
-PlayerRecord MakePlayer(std::uint64_t playerId) {
-  PlayerRecord player;
-  player.playerId = playerId;
-  return player;
-}
-
-TEST(QueryJson, EmptyResult) {
-  EXPECT_EQ(BuildQueryJson(QueryResult()),
-            L"{\n"
-            L"  \"status\": \"\", \n"
-            L"  \"platform\": \"0\", \n"
-            L"  \"persistedIdPart1\": \"0\", \n"
-            L"  \"persistedIdPart2\": \"0\", \n"
-            L"  \"gameId\": \"0\", \n"
-            L"  \"gameMode\": \"\", \n"
-            L"  \"mapVariant\": 0,\n"
-            L"  \"currentMap\": \"\", \n"
-            L"  \"roundTime\": \"0\", \n"
-            L"  \"defaultRoundTimeMultiplier\": \"0\", \n"
-            L"  \"maxPlayers\": 0,\n"
-            L"  \"waitingPlayers\": 0,\n"
-            L"  \"teamInfo\": \n"
-            L"  {\n"
-            L"  }\n"
-            L"}\n");
-}
-
-TEST(QueryJson, Header) {
+// Every field at its largest (numbers of eight bits are no characters), texts as they are.
+TEST(QueryJson, EveryField) {
   QueryResult result;
-  result.status = L"SUCCESS";
-  result.platform = 1;
-  result.persistedIdPart1 = 2;
-  result.persistedIdPart2 = 3;
-  result.gameId = 4;
-  result.gameMode = L"Chess";
-  result.mapVariant = 5;
-  result.currentMap = L"MP_Harbour";
-  result.roundTime = 6;
-  result.defaultRoundTimeMultiplier = 7;
-  result.maxPlayers = 8;
-  result.waitingPlayers = 9;
-  EXPECT_EQ(BuildQueryJson(result),
-            L"{\n"
-            L"  \"status\": \"SUCCESS\", \n"
-            L"  \"platform\": \"1\", \n"
-            L"  \"persistedIdPart1\": \"2\", \n"
-            L"  \"persistedIdPart2\": \"3\", \n"
-            L"  \"gameId\": \"4\", \n"
-            L"  \"gameMode\": \"Chess\", \n"
-            L"  \"mapVariant\": 5,\n"
-            L"  \"currentMap\": \"MP_Harbour\", \n"
-            L"  \"roundTime\": \"6\", \n"
-            L"  \"defaultRoundTimeMultiplier\": \"7\", \n"
-            L"  \"maxPlayers\": 8,\n"
-            L"  \"waitingPlayers\": 9,\n"
-            L"  \"teamInfo\": \n"
-            L"  {\n"
-            L"  }\n"
-            L"}\n");
-}
-
-// 65 is the code of "A", 34 that of a quote.
-TEST(QueryJson, EightBitFieldsAreNumbersAndNoCharacters) {
-  QueryResult result;
-  result.platform = 65;
-  result.mapVariant = 34;
-  result.maxPlayers = 65;
-  result.waitingPlayers = 10;
-  result.teams.resize(1);
-  result.teams[0].faction = 66;
-  result.teams[0].players.push_back(MakePlayer(67));
-  result.teams[0].players[0].squad = 68;
-  result.teams[0].players[0].role = 69;
-  EXPECT_EQ(BuildQueryJson(result),
-            L"{\n"
-            L"  \"status\": \"\", \n"
-            L"  \"platform\": \"65\", \n"
-            L"  \"persistedIdPart1\": \"0\", \n"
-            L"  \"persistedIdPart2\": \"0\", \n"
-            L"  \"gameId\": \"0\", \n"
-            L"  \"gameMode\": \"\", \n"
-            L"  \"mapVariant\": 34,\n"
-            L"  \"currentMap\": \"\", \n"
-            L"  \"roundTime\": \"0\", \n"
-            L"  \"defaultRoundTimeMultiplier\": \"0\", \n"
-            L"  \"maxPlayers\": 65,\n"
-            L"  \"waitingPlayers\": 10,\n"
-            L"  \"teamInfo\": \n"
-            L"  {\n"
-            L"    \"0\":\n"
-            L"    {\n"
-            L"      \"faction\": 66,\n"
-            L"      \"players\":  \n"
-            L"      {\n"
-            L"        \"67\":\n"
-            L"        {\n"
-            L"          \"name\": \"\",\n"
-            L"          \"tag\": \"\",\n"
-            L"          \"rank\": 0,\n"
-            L"          \"score\": 0,\n"
-            L"          \"kills\": 0,\n"
-            L"          \"deaths\": 0,\n"
-            L"          \"squad\": 68,\n"
-            L"          \"role\": 69 \n"
-            L"        }\n"
-            L"      }\n"
-            L"    }\n"
-            L"  }\n"
-            L"}\n");
-}
-
-TEST(QueryJson, LargestNumbers) {
-  QueryResult result;
+  result.status = QueryStatus::kSuccess;
   result.platform = 255;
   result.persistedIdPart1 = 18446744073709551615U;
   result.persistedIdPart2 = 18446744073709551614U;
   result.gameId = 10000000000000000000U;
-  result.mapVariant = 255;
+  result.gameMode = L"c\\d\",\"{";
+  result.mapVariant = 65;
+  result.currentMap = L"e\nf\t}";
   result.roundTime = 4294967295U;
   result.defaultRoundTimeMultiplier = 4294967294U;
-  result.maxPlayers = 255;
-  result.waitingPlayers = 254;
+  result.maxPlayers = 254;
+  result.waitingPlayers = 34;
+  result.frontierScores[1] = {2, 3};
   result.teams.resize(1);
-  result.teams[0].faction = 255;
-  PlayerRecord player = MakePlayer(18446744073709551615U);
-  player.rank = 65535;
-  player.score = 4294967295U;
-  player.kills = 65534;
-  player.deaths = 65533;
-  player.squad = 255;
-  player.role = 254;
-  result.teams[0].players.push_back(player);
-  EXPECT_EQ(BuildQueryJson(result),
+  result.teams[0].faction = 253;
+  result.teams[0].players = {{18446744073709551615U, L"Zo\u00EB \"\\\n{", L"}\u20AC\x01", 65535,
+                              4294967295U, 65534, 65533, 252, 251}};
+  EXPECT_EQ(QueryJson(result),
             L"{\n"
-            L"  \"status\": \"\", \n"
+            L"  \"status\": \"SUCCESS\", \n"
             L"  \"platform\": \"255\", \n"
             L"  \"persistedIdPart1\": \"18446744073709551615\", \n"
             L"  \"persistedIdPart2\": \"18446744073709551614\", \n"
             L"  \"gameId\": \"10000000000000000000\", \n"
-            L"  \"gameMode\": \"\", \n"
-            L"  \"mapVariant\": 255,\n"
-            L"  \"currentMap\": \"\", \n"
+            L"  \"gameMode\": \"c\\d\",\"{\", \n"
+            L"  \"mapVariant\": 65,\n"
+            L"  \"currentMap\": \"e\nf\t}\", \n"
             L"  \"roundTime\": \"4294967295\", \n"
             L"  \"defaultRoundTimeMultiplier\": \"4294967294\", \n"
-            L"  \"maxPlayers\": 255,\n"
-            L"  \"waitingPlayers\": 254,\n"
-            L"  \"teamInfo\": \n"
-            L"  {\n"
-            L"    \"0\":\n"
-            L"    {\n"
-            L"      \"faction\": 255,\n"
-            L"      \"players\":  \n"
-            L"      {\n"
-            L"        \"18446744073709551615\":\n"
-            L"        {\n"
-            L"          \"name\": \"\",\n"
-            L"          \"tag\": \"\",\n"
-            L"          \"rank\": 65535,\n"
-            L"          \"score\": 4294967295,\n"
-            L"          \"kills\": 65534,\n"
-            L"          \"deaths\": 65533,\n"
-            L"          \"squad\": 255,\n"
-            L"          \"role\": 254 \n"
-            L"        }\n"
-            L"      }\n"
-            L"    }\n"
-            L"  }\n"
-            L"}\n");
-}
-
-TEST(QueryJson, TextsStandAsTheyAre) {
-  QueryResult result;
-  result.status = L"a\"b";
-  result.gameMode = L"c\\d\",\"{";
-  result.currentMap = L"e\nf\t}";
-  result.teams.resize(1);
-  PlayerRecord player = MakePlayer(1);
-  player.name = L"Zo\u00EB \"\\\n{";
-  player.tag = L"}\u20AC\x01";
-  result.teams[0].players.push_back(player);
-  EXPECT_EQ(BuildQueryJson(result),
-            L"{\n"
-            L"  \"status\": \"a\"b\", \n"
-            L"  \"platform\": \"0\", \n"
-            L"  \"persistedIdPart1\": \"0\", \n"
-            L"  \"persistedIdPart2\": \"0\", \n"
-            L"  \"gameId\": \"0\", \n"
-            L"  \"gameMode\": \"c\\d\",\"{\", \n"
-            L"  \"mapVariant\": 0,\n"
-            L"  \"currentMap\": \"e\nf\t}\", \n"
-            L"  \"roundTime\": \"0\", \n"
-            L"  \"defaultRoundTimeMultiplier\": \"0\", \n"
-            L"  \"maxPlayers\": 0,\n"
-            L"  \"waitingPlayers\": 0,\n"
-            L"  \"teamInfo\": \n"
-            L"  {\n"
-            L"    \"0\":\n"
-            L"    {\n"
-            L"      \"faction\": 0,\n"
-            L"      \"players\":  \n"
-            L"      {\n"
-            L"        \"1\":\n"
-            L"        {\n"
-            L"          \"name\": \"Zo\u00EB \"\\\n{\",\n"
-            L"          \"tag\": \"}\u20AC\x01\",\n"
-            L"          \"rank\": 0,\n"
-            L"          \"score\": 0,\n"
-            L"          \"kills\": 0,\n"
-            L"          \"deaths\": 0,\n"
-            L"          \"squad\": 0,\n"
-            L"          \"role\": 0 \n"
-            L"        }\n"
-            L"      }\n"
-            L"    }\n"
-            L"  }\n"
-            L"}\n");
-}
-
-TEST(QueryJsonSection, FrontierWithOneTeam) {
-  QueryResult result;
-  result.frontierScores[7] = {100, 400};
-  EXPECT_EQ(BuildQueryJson(result), WithSection(L"  \"frontier\": \n"
-                                                L"  {\n"
-                                                L"    \"7\":\n"
-                                                L"    {\n"
-                                                L"          \"tickets\": 100,\n"
-                                                L"          \"ticketsMax\": 400\n"
-                                                L"        }\n"
-                                                L"    },\n"));
-}
-
-TEST(QueryJsonSection, FrontierInAscendingOrderOfTeams) {
-  QueryResult result;
-  result.frontierScores[200] = {65535, 65534};
-  result.frontierScores[0] = {0, 1};
-  result.frontierScores[65] = {2, 3};
-  EXPECT_EQ(BuildQueryJson(result), WithSection(L"  \"frontier\": \n"
-                                                L"  {\n"
-                                                L"    \"0\":\n"
-                                                L"    {\n"
-                                                L"          \"tickets\": 0,\n"
-                                                L"          \"ticketsMax\": 1\n"
-                                                L"        },\n"
-                                                L"    \"65\":\n"
-                                                L"    {\n"
-                                                L"          \"tickets\": 2,\n"
-                                                L"          \"ticketsMax\": 3\n"
-                                                L"        },\n"
-                                                L"    \"200\":\n"
-                                                L"    {\n"
-                                                L"          \"tickets\": 65535,\n"
-                                                L"          \"ticketsMax\": 65534\n"
-                                                L"        }\n"
-                                                L"    },\n"));
-}
-
-TEST(QueryJsonSection, KillraceWithOneTeam) {
-  QueryResult result;
-  result.killraceScores[0] = {0, 0};
-  EXPECT_EQ(BuildQueryJson(result), WithSection(L"  \"killrace\": \n"
-                                                L"  {\n"
-                                                L"    \"0\":\n"
-                                                L"    {\n"
-                                                L"          \"kills\": 0,\n"
-                                                L"          \"killsMax\": 0\n"
-                                                L"        }\n"
-                                                L"  },\n"));
-}
-
-TEST(QueryJsonSection, KillraceWithTwoTeams) {
-  QueryResult result;
-  result.killraceScores[2] = {31, 100};
-  result.killraceScores[1] = {20, 99};
-  EXPECT_EQ(BuildQueryJson(result), WithSection(L"  \"killrace\": \n"
-                                                L"  {\n"
-                                                L"    \"1\":\n"
-                                                L"    {\n"
-                                                L"          \"kills\": 20,\n"
-                                                L"          \"killsMax\": 99\n"
-                                                L"        },\n"
-                                                L"    \"2\":\n"
-                                                L"    {\n"
-                                                L"          \"kills\": 31,\n"
-                                                L"          \"killsMax\": 100\n"
-                                                L"        }\n"
-                                                L"  },\n"));
-}
-
-TEST(QueryJsonSection, Breach) {
-  QueryResult result;
-  result.breach.attackersTeam = 65;
-  result.breach.defendersTeam = 66;
-  result.breach.tickets = 300;
-  result.breach.ticketsMax = 65535;
-  result.breach.bases = 67;
-  result.breach.basesMax = 255;
-  EXPECT_EQ(BuildQueryJson(result), WithSection(L"  \"breach\": \n"
-                                                L"  {\n"
-                                                L"    \"attackers\": \n"
-                                                L"    {\n"
-                                                L"          \"team\": 65,\n"
-                                                L"          \"tickets\": 300,\n"
-                                                L"          \"ticketsMax\": 65535\n"
-                                                L"    },\n"
-                                                L"    \"defenders\": \n"
-                                                L"    {\n"
-                                                L"          \"team\": 66,\n"
-                                                L"          \"bases\": 67,\n"
-                                                L"          \"basesMax\": 255\n"
-                                                L"    }\n"
-                                                L"  },\n"));
-}
-
-TEST(QueryJsonSection, BreachWithoutBasesIsNoSection) {
-  QueryResult result;
-  result.breach.attackersTeam = 1;
-  result.breach.defendersTeam = 2;
-  result.breach.tickets = 75;
-  result.breach.ticketsMax = 100;
-  result.breach.bases = 3;
-  result.breach.basesMax = 0;
-  EXPECT_EQ(BuildQueryJson(result), WithSection(L""));
-}
-
-TEST(QueryJsonSection, ArmsLadderWithoutPlayers) {
-  QueryResult result;
-  result.maxArmsLadderLevel = 1;
-  EXPECT_EQ(BuildQueryJson(result), WithSection(L"  \"armsLadder\": \n"
-                                                L"  {\n"
-                                                L"    \"maxArmsLadderLevel\": 1,\n"
-                                                L"    \"players\": \n"
-                                                L"    {\n"
-                                                L"    }\n"
-                                                L"  },\n"));
-}
-
-TEST(QueryJsonSection, ArmsLadderWithOnePlayer) {
-  QueryResult result;
-  result.maxArmsLadderLevel = 255;
-  result.armsLadderPlayers = {{18446744073709551615U, 65}};
-  EXPECT_EQ(BuildQueryJson(result), WithSection(L"  \"armsLadder\": \n"
-                                                L"  {\n"
-                                                L"    \"maxArmsLadderLevel\": 255,\n"
-                                                L"    \"players\": \n"
-                                                L"    {\n"
-                                                L"        \"18446744073709551615\":65\n"
-                                                L"    }\n"
-                                                L"  },\n"));
-}
-
-TEST(QueryJsonSection, ArmsLadderKeepsTheOrderOfItsPlayers) {
-  QueryResult result;
-  result.maxArmsLadderLevel = 20;
-  result.armsLadderPlayers = {{9, 7}, {1, 0}, {9, 8}};
-  EXPECT_EQ(BuildQueryJson(result), WithSection(L"  \"armsLadder\": \n"
-                                                L"  {\n"
-                                                L"    \"maxArmsLadderLevel\": 20,\n"
-                                                L"    \"players\": \n"
-                                                L"    {\n"
-                                                L"        \"9\":7,\n"
-                                                L"        \"1\":0,\n"
-                                                L"        \"9\":8\n"
-                                                L"    }\n"
-                                                L"  },\n"));
-}
-
-TEST(QueryJsonSection, ArmsLadderWithoutTopLevelIsNoSection) {
-  QueryResult result;
-  result.armsLadderPlayers = {{9, 7}};
-  EXPECT_EQ(BuildQueryJson(result), WithSection(L""));
-}
-
-TEST(QueryJsonSection, SeizeTheBannerWithOneTeam) {
-  QueryResult result;
-  result.seizeTheBannerScores[65] = {1, 3, 1200};
-  EXPECT_EQ(BuildQueryJson(result), WithSection(L"  \"seizeTheBanner\": \n"
-                                                L"  {\n"
-                                                L"    \"65\":\n"
-                                                L"    {\n"
-                                                L"          \"flags\": 1,\n"
-                                                L"          \"flagsMax\": 3,\n"
-                                                L"\t\t  \"roundTimeMax\": 1200\n"
-                                                L"        }\n"
-                                                L"    },\n"));
-}
-
-TEST(QueryJsonSection, SeizeTheBannerWithTwoTeams) {
-  QueryResult result;
-  result.seizeTheBannerScores[2] = {4, 5, 6};
-  result.seizeTheBannerScores[1] = {65535, 65534, 65533};
-  EXPECT_EQ(BuildQueryJson(result), WithSection(L"  \"seizeTheBanner\": \n"
-                                                L"  {\n"
-                                                L"    \"1\":\n"
-                                                L"    {\n"
-                                                L"          \"flags\": 65535,\n"
-                                                L"          \"flagsMax\": 65534,\n"
-                                                L"\t\t  \"roundTimeMax\": 65533\n"
-                                                L"        },\n"
-                                                L"    \"2\":\n"
-                                                L"    {\n"
-                                                L"          \"flags\": 4,\n"
-                                                L"          \"flagsMax\": 5,\n"
-                                                L"\t\t  \"roundTimeMax\": 6\n"
-                                                L"        }\n"
-                                                L"    },\n"));
-}
-
-TEST(QueryJsonSection, VesselStrikeWithOneTeam) {
-  QueryResult result;
-  result.vesselStrikeScores[3] = {65, 900};
-  EXPECT_EQ(BuildQueryJson(result), WithSection(L"  \"vesselStrike\": \n"
-                                                L"  {\n"
-                                                L"    \"3\":\n"
-                                                L"    {\n"
-                                                L"          \"explodedCrates\": 65,\n"
-                                                L"          \"vesselHealth\": 900\n"
-                                                L"        }\n"
-                                                L"    },\n"));
-}
-
-TEST(QueryJsonSection, VesselStrikeWithTwoTeams) {
-  QueryResult result;
-  result.vesselStrikeScores[255] = {255, 65535};
-  result.vesselStrikeScores[10] = {0, 1};
-  EXPECT_EQ(BuildQueryJson(result), WithSection(L"  \"vesselStrike\": \n"
-                                                L"  {\n"
-                                                L"    \"10\":\n"
-                                                L"    {\n"
-                                                L"          \"explodedCrates\": 0,\n"
-                                                L"          \"vesselHealth\": 1\n"
-                                                L"        },\n"
-                                                L"    \"255\":\n"
-                                                L"    {\n"
-                                                L"          \"explodedCrates\": 255,\n"
-                                                L"          \"vesselHealth\": 65535\n"
-                                                L"        }\n"
-                                                L"    },\n"));
-}
-
-// Data of all kinds at once never come from a server; what is taken away here leaves the next.
-TEST(QueryJsonSection, FirstKindThatHoldsDataIsTheOnlyOne) {
-  QueryResult result;
-  result.frontierScores[1] = {1, 2};
-  result.killraceScores[1] = {3, 4};
-  result.breach.basesMax = 5;
-  result.maxArmsLadderLevel = 6;
-  result.seizeTheBannerScores[1] = {7, 8, 9};
-  result.vesselStrikeScores[1] = {10, 11};
-  const auto sectionLines = [&] {
-    const std::wstring json = BuildQueryJson(result);
-    std::wstring found;
-    for (const wchar_t* kind :
-         {L"frontier", L"killrace", L"breach", L"armsLadder", L"seizeTheBanner", L"vesselStrike"}) {
-      const std::wstring line = L"\n  \"" + std::wstring(kind) + L"\": \n  {\n";
-      if (json.find(line) != std::wstring::npos) found += std::wstring(kind) + L" ";
-    }
-    return found;
-  };
-  EXPECT_EQ(sectionLines(), L"frontier ");
-  result.frontierScores.clear();
-  EXPECT_EQ(sectionLines(), L"killrace ");
-  result.killraceScores.clear();
-  EXPECT_EQ(sectionLines(), L"breach ");
-  result.breach.basesMax = 0;
-  EXPECT_EQ(sectionLines(), L"armsLadder ");
-  result.maxArmsLadderLevel = 0;
-  EXPECT_EQ(sectionLines(), L"seizeTheBanner ");
-  result.seizeTheBannerScores.clear();
-  EXPECT_EQ(sectionLines(), L"vesselStrike ");
-  result.vesselStrikeScores.clear();
-  EXPECT_EQ(sectionLines(), L"");
-}
-
-// The name of the mode does not count, only the data.
-TEST(QueryJsonSection, NameOfTheModeMakesNoSection) {
-  QueryResult result;
-  result.gameMode = L"Frontier0";
-  result.breach.basesMax = 1;
-  const std::wstring json = BuildQueryJson(result);
-  EXPECT_EQ(json.find(L"\"frontier\""), std::wstring::npos);
-  EXPECT_NE(json.find(L"\"breach\""), std::wstring::npos);
-}
-
-TEST(QueryJsonTeams, OneEmptyTeam) {
-  QueryResult result;
-  result.teams.resize(1);
-  EXPECT_EQ(BuildQueryJson(result), WithTeams(L"    \"0\":\n"
-                                              L"    {\n"
-                                              L"      \"faction\": 0,\n"
-                                              L"      \"players\":  \n"
-                                              L"      {\n"
-                                              L"      }\n"
-                                              L"    }\n"));
-}
-
-TEST(QueryJsonTeams, ThreeEmptyTeams) {
-  QueryResult result;
-  result.teams.resize(3);
-  result.teams[1].faction = 5;
-  result.teams[2].faction = 4;
-  EXPECT_EQ(BuildQueryJson(result), WithTeams(L"    \"0\":\n"
-                                              L"    {\n"
-                                              L"      \"faction\": 0,\n"
-                                              L"      \"players\":  \n"
-                                              L"      {\n"
-                                              L"      }\n"
-                                              L"    },\n"
-                                              L"    \"1\":\n"
-                                              L"    {\n"
-                                              L"      \"faction\": 5,\n"
-                                              L"      \"players\":  \n"
-                                              L"      {\n"
-                                              L"      }\n"
-                                              L"    },\n"
-                                              L"    \"2\":\n"
-                                              L"    {\n"
-                                              L"      \"faction\": 4,\n"
-                                              L"      \"players\":  \n"
-                                              L"      {\n"
-                                              L"      }\n"
-                                              L"    }\n"));
-}
-
-TEST(QueryJsonTeams, PlayersThatWereReadCountAndNotThoseAnnounced) {
-  QueryResult result;
-  result.teams.resize(1);
-  result.teams[0].playerCount = 9;
-  EXPECT_EQ(BuildQueryJson(result), WithTeams(L"    \"0\":\n"
-                                              L"    {\n"
-                                              L"      \"faction\": 0,\n"
-                                              L"      \"players\":  \n"
-                                              L"      {\n"
-                                              L"      }\n"
-                                              L"    }\n"));
-}
-
-TEST(QueryJsonTeams, TwoTeamsWithPlayers) {
-  QueryResult result;
-  result.teams.resize(2);
-  result.teams[1].faction = 6;
-  PlayerRecord first;
-  first.playerId = 2001;
-  first.name = L"Ann";
-  first.tag = L"AAA";
-  first.rank = 1;
-  first.score = 2;
-  first.kills = 3;
-  first.deaths = 4;
-  first.squad = 5;
-  first.role = 6;
-  PlayerRecord second;
-  second.playerId = 1001;
-  second.name = L"Bob";
-  second.tag = L"";
-  second.rank = 300;
-  second.score = 70000;
-  second.kills = 301;
-  second.deaths = 302;
-  second.squad = 7;
-  second.role = 8;
-  result.teams[0].players = {first, second};
-  result.teams[1].players = {first};
-  EXPECT_EQ(BuildQueryJson(result), WithTeams(L"    \"0\":\n"
-                                              L"    {\n"
-                                              L"      \"faction\": 0,\n"
-                                              L"      \"players\":  \n"
-                                              L"      {\n"
-                                              L"        \"2001\":\n"
-                                              L"        {\n"
-                                              L"          \"name\": \"Ann\",\n"
-                                              L"          \"tag\": \"AAA\",\n"
-                                              L"          \"rank\": 1,\n"
-                                              L"          \"score\": 2,\n"
-                                              L"          \"kills\": 3,\n"
-                                              L"          \"deaths\": 4,\n"
-                                              L"          \"squad\": 5,\n"
-                                              L"          \"role\": 6 \n"
-                                              L"        },\n"
-                                              L"        \"1001\":\n"
-                                              L"        {\n"
-                                              L"          \"name\": \"Bob\",\n"
-                                              L"          \"tag\": \"\",\n"
-                                              L"          \"rank\": 300,\n"
-                                              L"          \"score\": 70000,\n"
-                                              L"          \"kills\": 301,\n"
-                                              L"          \"deaths\": 302,\n"
-                                              L"          \"squad\": 7,\n"
-                                              L"          \"role\": 8 \n"
-                                              L"        }\n"
-                                              L"      }\n"
-                                              L"    },\n"
-                                              L"    \"1\":\n"
-                                              L"    {\n"
-                                              L"      \"faction\": 6,\n"
-                                              L"      \"players\":  \n"
-                                              L"      {\n"
-                                              L"        \"2001\":\n"
-                                              L"        {\n"
-                                              L"          \"name\": \"Ann\",\n"
-                                              L"          \"tag\": \"AAA\",\n"
-                                              L"          \"rank\": 1,\n"
-                                              L"          \"score\": 2,\n"
-                                              L"          \"kills\": 3,\n"
-                                              L"          \"deaths\": 4,\n"
-                                              L"          \"squad\": 5,\n"
-                                              L"          \"role\": 6 \n"
-                                              L"        }\n"
-                                              L"      }\n"
-                                              L"    }\n"));
-}
-
-TEST(QueryJsonTeams, SixtyFourPlayers) {
-  QueryResult result;
-  result.teams.resize(1);
-  std::wstring expected =
-      L"    \"0\":\n"
-      L"    {\n"
-      L"      \"faction\": 0,\n"
-      L"      \"players\":  \n"
-      L"      {\n";
-  // Longer than names are, so that more memory is needed than was expected.
-  const std::wstring name(2000, L'n');
-  for (std::uint16_t i = 0; i < 64; ++i) {
-    PlayerRecord player = MakePlayer(1000U + i);
-    player.name = name;
-    player.kills = i;
-    result.teams[0].players.push_back(player);
-    expected += L"        \"" + std::to_wstring(1000 + i) + L"\":\n" +
-                L"        {\n"
-                L"          \"name\": \"" +
-                name +
-                L"\",\n"
-                L"          \"tag\": \"\",\n"
-                L"          \"rank\": 0,\n"
-                L"          \"score\": 0,\n"
-                L"          \"kills\": " +
-                std::to_wstring(i) +
-                L",\n"
-                L"          \"deaths\": 0,\n"
-                L"          \"squad\": 0,\n"
-                L"          \"role\": 0 \n" +
-                (i < 63 ? L"        },\n" : L"        }\n");
-  }
-  expected +=
-      L"      }\n"
-      L"    }\n";
-  EXPECT_EQ(BuildQueryJson(result), WithTeams(expected));
-}
-
-// Such texts ask for exactly the memory that they need.
-TEST(QueryJsonTeams, HugeNameAndTag) {
-  QueryResult result;
-  result.teams.resize(1);
-  const std::wstring name(100000, L'n');
-  const std::wstring tag(100000, L't');
-  PlayerRecord player = MakePlayer(18446744073709551615U);
-  player.name = name;
-  player.tag = tag;
-  player.rank = 65535;
-  player.score = 4294967295U;
-  player.kills = 65535;
-  player.deaths = 65535;
-  player.squad = 255;
-  player.role = 255;
-  result.teams[0].players = {player};
-  EXPECT_EQ(BuildQueryJson(result), WithTeams(L"    \"0\":\n"
-                                              L"    {\n"
-                                              L"      \"faction\": 0,\n"
-                                              L"      \"players\":  \n"
-                                              L"      {\n"
-                                              L"        \"18446744073709551615\":\n"
-                                              L"        {\n"
-                                              L"          \"name\": \"" +
-                                              name +
-                                              L"\",\n"
-                                              L"          \"tag\": \"" +
-                                              tag +
-                                              L"\",\n"
-                                              L"          \"rank\": 65535,\n"
-                                              L"          \"score\": 4294967295,\n"
-                                              L"          \"kills\": 65535,\n"
-                                              L"          \"deaths\": 65535,\n"
-                                              L"          \"squad\": 255,\n"
-                                              L"          \"role\": 255 \n"
-                                              L"        }\n"
-                                              L"      }\n"
-                                              L"    }\n"));
-}
-
-TEST(QueryJsonTeams, AHundredAndTwentyEightTeams) {
-  QueryResult result;
-  result.teams.resize(128);
-  std::wstring expected;
-  for (int i = 0; i < 128; ++i) {
-    expected += L"    \"" + std::to_wstring(i) + L"\":\n" +
-                L"    {\n"
-                L"      \"faction\": 0,\n"
-                L"      \"players\":  \n"
-                L"      {\n"
-                L"      }\n" +
-                (i < 127 ? L"    },\n" : L"    }\n");
-  }
-  EXPECT_EQ(BuildQueryJson(result), WithTeams(expected));
-}
-
-TEST(QueryJson, SectionStandsBetweenHeaderAndTeams) {
-  QueryResult result;
-  result.status = L"ERROR_MARSHALLING_EXCEPTION";
-  result.frontierScores[1] = {2, 3};
-  result.teams.resize(1);
-  EXPECT_EQ(BuildQueryJson(result),
-            L"{\n"
-            L"  \"status\": \"ERROR_MARSHALLING_EXCEPTION\", \n"
-            L"  \"platform\": \"0\", \n"
-            L"  \"persistedIdPart1\": \"0\", \n"
-            L"  \"persistedIdPart2\": \"0\", \n"
-            L"  \"gameId\": \"0\", \n"
-            L"  \"gameMode\": \"\", \n"
-            L"  \"mapVariant\": 0,\n"
-            L"  \"currentMap\": \"\", \n"
-            L"  \"roundTime\": \"0\", \n"
-            L"  \"defaultRoundTimeMultiplier\": \"0\", \n"
-            L"  \"maxPlayers\": 0,\n"
-            L"  \"waitingPlayers\": 0,\n"
+            L"  \"maxPlayers\": 254,\n"
+            L"  \"waitingPlayers\": 34,\n"
             L"  \"frontier\": \n"
             L"  {\n"
             L"    \"1\":\n"
@@ -773,13 +96,185 @@ TEST(QueryJson, SectionStandsBetweenHeaderAndTeams) {
             L"  {\n"
             L"    \"0\":\n"
             L"    {\n"
-            L"      \"faction\": 0,\n"
+            L"      \"faction\": 253,\n"
             L"      \"players\":  \n"
             L"      {\n"
+            L"        \"18446744073709551615\":\n"
+            L"        {\n"
+            L"          \"name\": \"Zo\u00EB \"\\\n{\",\n"
+            L"          \"tag\": \"}\u20AC\x01\",\n"
+            L"          \"rank\": 65535,\n"
+            L"          \"score\": 4294967295,\n"
+            L"          \"kills\": 65534,\n"
+            L"          \"deaths\": 65533,\n"
+            L"          \"squad\": 252,\n"
+            L"          \"role\": 251 \n"
+            L"        }\n"
             L"      }\n"
             L"    }\n"
             L"  }\n"
             L"}\n");
+}
+
+// Of each kind one whose order, commas and largest numbers show.
+TEST(QueryJson, Sections) {
+  struct Section {
+    std::function<void(QueryResult&)> fill;
+    std::wstring text;
+  };
+  const Section sections[] = {
+      {[](QueryResult& result) {
+         result.frontierScores = {{200, {65535, 65534}}, {0, {0, 1}}};
+       },
+       L"  \"frontier\": \n  {\n"
+       L"    \"0\":\n    {\n"
+       L"          \"tickets\": 0,\n          \"ticketsMax\": 1\n        },\n"
+       L"    \"200\":\n    {\n"
+       L"          \"tickets\": 65535,\n          \"ticketsMax\": 65534\n        }\n"
+       L"    },\n"},
+      {[](QueryResult& result) {
+         result.killraceScores = {{2, {65535, 100}}, {1, {20, 99}}};
+       },
+       L"  \"killrace\": \n  {\n"
+       L"    \"1\":\n    {\n"
+       L"          \"kills\": 20,\n          \"killsMax\": 99\n        },\n"
+       L"    \"2\":\n    {\n"
+       L"          \"kills\": 65535,\n          \"killsMax\": 100\n        }\n"
+       L"  },\n"},
+      {[](QueryResult& result) { result.breach = {65, 66, 300, 65535, 67, 255}; },
+       L"  \"breach\": \n  {\n"
+       L"    \"attackers\": \n    {\n"
+       L"          \"team\": 65,\n          \"tickets\": 300,\n          \"ticketsMax\": 65535\n"
+       L"    },\n"
+       L"    \"defenders\": \n    {\n"
+       L"          \"team\": 66,\n          \"bases\": 67,\n          \"basesMax\": 255\n"
+       L"    }\n"
+       L"  },\n"},
+      {[](QueryResult& result) { result.breach = {1, 2, 75, 100, 3, 0}; }, L""},
+      {[](QueryResult& result) { result.maxArmsLadderLevel = 1; },
+       L"  \"armsLadder\": \n  {\n"
+       L"    \"maxArmsLadderLevel\": 1,\n    \"players\": \n    {\n    }\n"
+       L"  },\n"},
+      {[](QueryResult& result) {
+         result.maxArmsLadderLevel = 255;
+         result.armsLadderPlayers = {{18446744073709551615U, 65}, {7, 255}};
+       },
+       L"  \"armsLadder\": \n  {\n"
+       L"    \"maxArmsLadderLevel\": 255,\n    \"players\": \n    {\n"
+       L"        \"18446744073709551615\":65,\n        \"7\":255\n    }\n"
+       L"  },\n"},
+      {[](QueryResult& result) {
+         result.seizeTheBannerScores = {{9, {1, 2, 65535}}, {8, {65535, 65534, 5}}};
+       },
+       L"  \"seizeTheBanner\": \n  {\n"
+       L"    \"8\":\n    {\n          \"flags\": 65535,\n          \"flagsMax\": 65534,\n"
+       L"\t\t  \"roundTimeMax\": 5\n        },\n"
+       L"    \"9\":\n    {\n          \"flags\": 1,\n          \"flagsMax\": 2,\n"
+       L"\t\t  \"roundTimeMax\": 65535\n        }\n"
+       L"    },\n"},
+      {[](QueryResult& result) {
+         result.vesselStrikeScores = {{255, {255, 65535}}, {10, {65, 1}}};
+       },
+       L"  \"vesselStrike\": \n  {\n"
+       L"    \"10\":\n    {\n"
+       L"          \"explodedCrates\": 65,\n          \"vesselHealth\": 1\n        },\n"
+       L"    \"255\":\n    {\n"
+       L"          \"explodedCrates\": 255,\n          \"vesselHealth\": 65535\n        }\n"
+       L"    },\n"},
+  };
+  for (const Section& section : sections) {
+    QueryResult result;
+    section.fill(result);
+    EXPECT_EQ(QueryJson(result), Text(section.text));
+  }
+}
+
+// Data of all kinds at once never come from a server; what is taken away here leaves the next. The
+// name of the mode does not count.
+TEST(QueryJson, FirstKindThatHoldsDataIsTheOnlyOne) {
+  QueryResult result;
+  result.gameMode = L"VesselStrike";
+  result.frontierScores[1] = {1, 2};
+  result.killraceScores[1] = {3, 4};
+  result.breach.basesMax = 5;
+  result.maxArmsLadderLevel = 6;
+  result.seizeTheBannerScores[1] = {7, 8, 9};
+  result.vesselStrikeScores[1] = {10, 11};
+  const auto sections = [&] {
+    const std::wstring json = QueryJson(result);
+    std::wstring found;
+    for (const wchar_t* kind :
+         {L"frontier", L"killrace", L"breach", L"armsLadder", L"seizeTheBanner", L"vesselStrike"}) {
+      const std::wstring line = L"\n  \"" + std::wstring(kind) + L"\": \n  {\n";
+      if (json.find(line) != std::wstring::npos) found += kind;
+    }
+    return found;
+  };
+  EXPECT_EQ(sections(), L"frontier");
+  result.frontierScores.clear();
+  EXPECT_EQ(sections(), L"killrace");
+  result.killraceScores.clear();
+  EXPECT_EQ(sections(), L"breach");
+  result.breach.basesMax = 0;
+  EXPECT_EQ(sections(), L"armsLadder");
+  result.maxArmsLadderLevel = 0;
+  EXPECT_EQ(sections(), L"seizeTheBanner");
+  result.seizeTheBannerScores.clear();
+  EXPECT_EQ(sections(), L"vesselStrike");
+  result.vesselStrikeScores.clear();
+  EXPECT_EQ(sections(), L"");
+}
+
+// The players that were read count, not the number that the server announced.
+TEST(QueryJson, TeamsAndTheirPlayers) {
+  const auto player = [](const wchar_t* id) {
+    return L"        \"" + std::wstring(id) +
+           L"\":\n        {\n          \"name\": \"\",\n          \"tag\": \"\",\n"
+           L"          \"rank\": 0,\n          \"score\": 0,\n          \"kills\": 0,\n"
+           L"          \"deaths\": 0,\n          \"squad\": 0,\n          \"role\": 0 \n";
+  };
+  QueryResult result;
+  result.teams.resize(3);
+  result.teams[0].playerCount = 9;
+  result.teams[1].faction = 6;
+  result.teams[1].players.resize(2);
+  result.teams[1].players[0].playerId = 2001;
+  result.teams[1].players[1].playerId = 1001;
+  result.teams[2].faction = 5;
+  EXPECT_EQ(QueryJson(result),
+            Text(L"",
+                 L"    \"0\":\n    {\n      \"faction\": 0,\n      \"players\":  \n      {\n"
+                 L"      }\n    },\n"
+                 L"    \"1\":\n    {\n      \"faction\": 6,\n      \"players\":  \n      {\n" +
+                     player(L"2001") + L"        },\n" + player(L"1001") +
+                     L"        }\n"
+                     L"      }\n    },\n"
+                     L"    \"2\":\n    {\n      \"faction\": 5,\n      \"players\":  \n"
+                     L"      {\n      }\n    }\n"));
+}
+
+// More than a usual text has room.
+TEST(QueryJson, LongTextsAreWhole) {
+  const std::wstring mode(255, L'g');
+  const std::wstring name(255, L'n');
+  QueryResult result;
+  result.gameMode = mode;
+  result.currentMap = std::wstring(255, L'm');
+  result.teams.resize(1);
+  for (std::uint64_t id = 0; id < 64; ++id) {
+    result.teams[0].players.push_back({id, name, name, 1, 2, 3, 4, 5, 6});
+  }
+  EventFields fields;
+  fields.source = L"request";
+  fields.arguments[0] = L"text";
+  const EventPtr event = MakeQueryEvent(fields, result);
+  EXPECT_EQ(event->GetSource(), std::wstring(L"request"));
+  EXPECT_EQ(event->GetArg0(), std::wstring(L"text"));
+  const std::wstring json = event->GetArg1();
+  EXPECT_NE(json.find(L"\"" + mode + L"\", \n"), std::wstring::npos);
+  EXPECT_NE(json.find(L"        \"63\":\n        {\n          \"name\": \"" + name + L"\",\n"),
+            std::wstring::npos);
+  EXPECT_TRUE(json.ends_with(L"          \"role\": 6 \n        }\n      }\n    }\n  }\n}\n"));
 }
 
 }  // namespace

@@ -7,10 +7,12 @@
 #include <cstdint>
 #include <initializer_list>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "query/net_message.h"
+#include "query/query_json.h"
 #include "query/query_response.h"
 
 namespace launcher {
@@ -25,6 +27,11 @@ inline Bytes Join(std::initializer_list<Bytes> parts) {
 
 /// The bytes of a text, without a length.
 inline Bytes Ascii(std::string_view text) { return {text.begin(), text.end()}; }
+
+/// The result's text.
+inline std::wstring QueryJson(const QueryResult& result) {
+  return MakeQueryEvent({}, result)->GetArg1();
+}
 
 /// A response that was decoded as a query's thread does it.
 struct Decoded {
