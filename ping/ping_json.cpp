@@ -1,11 +1,14 @@
 #include "ping/ping_json.h"
 
 #include <cstddef>
+#include <string_view>
 
 #include "core/wide_writer.h"
 
 namespace launcher {
 namespace {
+
+using namespace std::string_view_literals;
 
 void Write(WideWriter& json, const PingInfos& infos) {
   json << L"[\n";
@@ -14,7 +17,7 @@ void Write(WideWriter& json, const PingInfos& infos) {
     json << L"\t{\n"
          << L"\t\t\"ipAddress\": \"" << info.ipAddress << L"\",\n"
          << L"\t\t\"roundTripMSEC\": " << info.roundTripMsec << L"\n"
-         << (--left > 0 ? L"\t},\n" : L"\t}\n");
+         << (--left > 0 ? L"\t},\n"sv : L"\t}\n"sv);
   }
   json << L"]\n";
 }
@@ -22,12 +25,16 @@ void Write(WideWriter& json, const PingInfos& infos) {
 }  // namespace
 
 std::wstring BuildPingJson(const PingInfos& infos) {
-  WideWriter counted;
-  Write(counted, infos);
-  std::wstring text(counted.Length(), L'\0');
-  WideWriter json(text.data(), text.size());
-  Write(json, infos);
-  return text;
+  // Enough for usual addresses: 46 characters of a record are the same for all.
+  constexpr std::size_t kRecordLength = 80;
+  std::wstring text(kRecordLength * (infos.size() + 1), L'\0');
+  for (;;) {
+    WideWriter json(text.data(), text.size());
+    Write(json, infos);
+    const bool whole = json.Length() <= text.size();
+    text.resize(json.Length());
+    if (whole) return text;
+  }
 }
 
 }  // namespace launcher

@@ -8,8 +8,10 @@
 namespace launcher {
 namespace {
 
+using namespace std::string_view_literals;
+
 // Closes an entry of a list whose entries are indented by eight.
-std::wstring_view EntryClose(bool last) { return last ? L"        }\n" : L"        },\n"; }
+std::wstring_view EntryClose(bool last) { return last ? L"        }\n"sv : L"        },\n"sv; }
 
 void WriteHeader(WideWriter& json, const QueryResult& result) {
   json << L"  \"status\": \"" << StatusText(result.status) << L"\", \n"
@@ -86,7 +88,7 @@ void WriteArmsLadder(WideWriter& json, const QueryResult& result) {
   std::size_t left = result.armsLadderPlayers.size();
   for (const ArmsLadderPlayer& player : result.armsLadderPlayers) {
     json << L"        \"" << player.playerId << L"\":" << player.level
-         << (--left == 0 ? L"\n" : L",\n");
+         << (--left == 0 ? L"\n"sv : L",\n"sv);
   }
   json << L"    }\n"
           L"  },\n";
@@ -144,7 +146,7 @@ void WriteTeams(WideWriter& json, const std::vector<TeamRecord>& teams) {
          << L",\n      \"players\":  \n      {\n";
     std::size_t left = team.players.size();
     for (const PlayerRecord& player : team.players) WritePlayer(json, player, --left == 0);
-    json << L"      }\n" << (index + 1 == teams.size() ? L"    }\n" : L"    },\n");
+    json << L"      }\n" << (index + 1 == teams.size() ? L"    }\n"sv : L"    },\n"sv);
   }
   json << L"  }\n";
 }
