@@ -65,7 +65,7 @@ inline std::string Describe(const Field& field) {
   return line;
 }
 
-/// The fields of a command's frame.
+/// The fields of a command's frame, in order.
 inline std::vector<Field> FrameFields(const Command& command) {
   const Bytes frame = EncodeFrame(command);
   std::vector<Field> fields;

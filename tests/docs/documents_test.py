@@ -17,9 +17,11 @@ A whole host in C++ is compiled and run when it has the mark
 
   prints="TEXT"       it ends by itself, without an error, and has printed TEXT
 
-Commands without a fence fail the test, and so do names of scripts that do not exist.
+Commands without a fence fail the test, and so do names of scripts that do not exist, links that lead
+nowhere, and presets that CONTRIBUTING.md leaves out.
 """
 
+import json
 import os
 import pathlib
 import re
@@ -88,6 +90,29 @@ def read_page(repository, page, offences):
                     offences.append(f"{page}:{number}: there is no {script}")
             sentence = (sentence + " " + line) if line.strip() else sentence
     return blocks
+
+
+def headings(page):
+    """The names by which links refer to them."""
+    titles = re.findall(r"^#+ (.*)$", page.read_text(), re.MULTILINE)
+    return {re.sub(r"[^\w\- ]", "", title.lower()).strip().replace(" ", "-") for title in titles}
+
+
+def broken_links(repository, page):
+    for path, heading in re.findall(r"\]\(([^)#\s]*)#?([^)\s]*)\)", (repository / page).read_text()):
+        if re.match(r"https?:", path):
+            continue
+        target = repository / page.parent / path if path else repository / page
+        if not target.exists() or heading and heading not in headings(target):
+            yield f"{page}: {path}#{heading} leads nowhere"
+
+
+def unknown_presets(repository):
+    presets = json.loads((repository / "CMakePresets.json").read_text())["configurePresets"]
+    page = (repository / "CONTRIBUTING.md").read_text()
+    for preset in presets:
+        if not preset.get("hidden") and not re.search(rf"[`\s]{preset['name']}[`\s]", page):
+            yield f"CONTRIBUTING.md leaves out the preset {preset['name']}"
 
 
 class Shell:
@@ -179,6 +204,8 @@ def main():
     tests = set(re.findall(r"Test +#\d+: (\S+)", listed))
     offences = []
     blocks = [block for page in pages(repository) for block in read_page(repository, page, offences)]
+    offences += [link for page in pages(repository) for link in broken_links(repository, page)]
+    offences += unknown_presets(repository)
     if not blocks:
         offences.append("no commands found")
     shell = Shell(repository, build)
