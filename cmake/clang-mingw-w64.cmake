@@ -16,7 +16,7 @@ set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES
 set(CMAKE_CXX_FLAGS_INIT -femulated-tls)
 # libstdc++ needs libpthread, which only GCC itself adds to the link. It also has a copy of its own of
 # what its headers let the compiler emit in every object (the comparison of two type_infos); GNU ld takes
-# the first, lld has to be told.
+# the first definition, lld does so only when asked.
 foreach(kind EXE SHARED)
   set(CMAKE_${kind}_LINKER_FLAGS_INIT
       "-fuse-ld=lld -L${gcc_folder} -lpthread -Wl,--allow-multiple-definition")

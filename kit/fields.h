@@ -33,7 +33,7 @@ inline std::string Hex(const Bytes& bytes, std::size_t most) {
   return bytes.size() > most ? text + ".." : text;
 }
 
-/// In quotes. What is not printable ASCII is written as \xNN: exact to the byte, and nothing in a
+/// In quotes. Anything but printable ASCII is written as \xNN: exact to the byte, and nothing in a
 /// player's name can steer the terminal.
 inline std::string Quoted(std::string_view text) {
   std::string quoted = "\"";
