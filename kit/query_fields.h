@@ -17,7 +17,7 @@
 
 namespace kit {
 
-/// Where a challenge response holds the id.
+/// The offset of the id in a challenge response.
 inline std::size_t ChallengeIdOffset(const Bytes& response) {
   constexpr std::size_t kLongForm = 12;
   constexpr std::size_t kIdOffsetInLongForm = 8;

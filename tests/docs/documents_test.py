@@ -17,8 +17,8 @@ A whole host in C++ is compiled and run when it has the mark
 
   prints="TEXT"       it ends by itself, without an error, and has printed TEXT
 
-Commands without a fence fail the test, and so do names of scripts that do not exist, links that lead
-nowhere, and presets that CONTRIBUTING.md leaves out.
+Commands without a fence fail the test, and so do names of scripts and files that do not exist, links
+that lead nowhere, and presets that CONTRIBUTING.md leaves out.
 """
 
 import json
@@ -105,6 +105,14 @@ def broken_links(repository, page):
         target = repository / page.parent / path if path else repository / page
         if not target.exists() or heading and heading not in headings(target):
             yield f"{page}: {path}#{heading} leads nowhere"
+
+
+def missing_files(repository, page):
+    """Names such as `core/log.cpp` or `tests/host/apps/*`; without an ending they stand for any."""
+    for path in re.findall(r"`([a-z_]+/[\w./*-]*)`", (repository / page).read_text()):
+        is_ours = path.split("/")[0] != "build" and (repository / path.split("/")[0]).is_dir()
+        if is_ours and not any(repository.glob(path.rstrip("/*") + "*")):
+            yield f"{page}: there is no {path}"
 
 
 def unknown_presets(repository):
@@ -205,6 +213,7 @@ def main():
     offences = []
     blocks = [block for page in pages(repository) for block in read_page(repository, page, offences)]
     offences += [link for page in pages(repository) for link in broken_links(repository, page)]
+    offences += [name for page in pages(repository) for name in missing_files(repository, page)]
     offences += unknown_presets(repository)
     if not blocks:
         offences.append("no commands found")
