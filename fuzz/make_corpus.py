@@ -199,11 +199,38 @@ def texts():
     yield "addresses", seed(b"|", u32(23) + b"1.2.3.4" + u32(40) + b"1.2.3.5" + u32(0xFFFFFFFF) + b'"quote"')
 
 
+def server_texts():
+    """Players whose names are put together from raw bytes and from the property's imitations."""
+    imitations = 14
+
+    def raw(content):
+        return u8(imitations + len(content)) + content
+
+    def pieces(*parts):
+        return u8(len(parts)) + b"".join(u8(part) if isinstance(part, int) else raw(part) for part in parts)
+
+    def server(names, mode=b"", tickets=0):
+        players = b"".join(u8(1) + name + pieces(b"TAG") + u8(9) for name in names)
+        return (mode or pieces(b"Frontier")) + pieces(b"Harbour") + u8(tickets) + u8(1) + u8(len(names)) + players
+
+    yield "empty", b""
+    yield "honest", server([pieces(b"Aldo"), pieces(b"Bryn \"the Rock\"")], tickets=5)
+    yield "two_teams", pieces(b"x") + pieces(b"y") + u8(0) + u8(2) + u8(0) + u8(0)
+    yield "line_end", server([pieces(b"a", 8, b"b"), pieces(b"Bryn")])
+    yield "another_tag", server([pieces(b"a", 0, b"b")])
+    yield "another_player", server([pieces(b"a", 0, b"b", 1, 2, b"c"), pieces(b"Bryn")])
+    yield "half_a_player", server([pieces(b"a", 0, b"b", 1), pieces(b"c", 2, b"d")])
+    yield "the_end", server([pieces(b"a", 0, 1, 3, 5)])
+    yield "mode_becomes_map", server([pieces(b"Aldo")], mode=pieces(b"a", 6, b"b"))
+    yield "invalid_utf8", server([pieces(b"\xff\xc0\x80", 8), pieces(b"\xf0\x9f\x98\x80")])
+
+
 GENERATORS = {
     "query_response": query_responses,
     "frame": frames,
     "net_message": net_messages,
     "text": texts,
+    "server_texts": server_texts,
 }
 
 

@@ -66,7 +66,7 @@ LauncherClient::~LauncherClient() {
 }
 
 void LauncherClient::WaitForLastResults() {
-  constexpr ULONGLONG kGraceMilliseconds = 1000;
+  constexpr ULONGLONG kGraceMilliseconds = 500;
   const ULONGLONG end = GetTickCount64() + kGraceMilliseconds;
   for (;;) {
     while (NextEvent()) {

@@ -46,7 +46,18 @@ struct ModeRow {
   NamedNumbers values;
 };
 
+/// What a server tells, and how far it can be believed. The launcher writes the texts of strangers
+/// (names, tags, map and mode) without escapes, between lines of its own, so that a text with line
+/// ends in it can imitate those lines and pretend other players.
 struct ServerState {
+  /// A text holds a line end: somebody tries that. Such texts are cut out (they are empty here), and
+  /// numbers and other names may be false.
+  bool suspicious = false;
+  /// No text holds a line end as it was read, but the same lines could come from one player less,
+  /// whose name or tag imitates the end of one player and the beginning of another. Short names and
+  /// numbers beside each other are enough for that, so most such servers are honest. A server that
+  /// is neither suspicious nor ambiguous sent exactly what is read here.
+  bool ambiguous = false;
   std::string status;  // "SUCCESS", or what went wrong
   std::string platform;
   std::string persistedIdPart1;
@@ -64,7 +75,8 @@ struct ServerState {
   std::vector<Team> teams;
 };
 
-/// Both take the text of the event and throw std::runtime_error for one that cannot be read.
+/// Both take the text of the event, read exactly the lines that the launcher writes, and throw
+/// std::runtime_error for a text that it cannot have written. No server can make it write one.
 std::vector<PingTime> ReadPingResult(const std::string& text);
 ServerState ReadQueryResult(const std::string& text);
 

@@ -68,6 +68,17 @@ InstallPackages() {
     apt-get install -qq --yes --no-install-recommends -o Dpkg::Use-Pty=0 "${missing[@]}"
 }
 
+# InstallNodeModules: what the browser host's tests, demonstration and measurement take from npm, in
+# the versions of their lock file; asks the network for nothing when all is there.
+InstallNodeModules() {
+  local folder=hosts/browser/stage
+  # Some packages of Node.js bring npm with them, and Debian's own does not.
+  command -v npm >/dev/null || InstallPackages npm
+  if [[ "$folder/node_modules/.package-lock.json" -nt "$folder/package-lock.json" ]]; then return; fi
+  Say "Installing $folder/node_modules"
+  npm ci --prefix "$folder" --no-audit --no-fund --loglevel=error
+}
+
 # Whether this script was started by another one that works in the same build/.
 withinScript=no
 

@@ -12,12 +12,13 @@ import {after, before, test} from 'node:test';
 
 import {Browser} from '../../hosts/browser/stage/browser.mjs';
 import {servePages} from '../../hosts/browser/stage/page_server.mjs';
-import {PAGE_FOLDER, ROOT, Stage} from '../../hosts/browser/stage/stage.mjs';
+import {ROOT, Stage} from '../../hosts/browser/stage/stage.mjs';
 
 const SOLANO = 'tr[data-app="SOLANO-GAME"]';
 
 let stage;
 let browser;
+let installation;
 let listed; // a page that extension and program list
 let unlisted; // one that neither lists
 let halfListed; // one that the extension lists and the program does not
@@ -31,15 +32,16 @@ before(async () => {
   gameServerPort = await stage.startGameServer(
     '--mode', 'Breach', '--map', 'Old Harbour', '--name', 'Aldo <b>"the Rock"</b>',
   );
-  listed = await servePages(PAGE_FOLDER);
-  halfListed = await servePages(PAGE_FOLDER);
-  unlisted = await servePages(PAGE_FOLDER, {
+  listed = await servePages();
+  halfListed = await servePages();
+  unlisted = await servePages({
     extraPages: {'/frame.html': `<!doctype html><iframe src="${listed.origin}/"></iframe>`},
   });
-  const {extension} = stage.install({
+  installation = stage.install({
     origins: [listed.origin],
     extensionOrigins: [listed.origin, halfListed.origin],
   });
+  const {extension} = installation;
   browser = await Browser.start({profile: stage.profile, extension, headless: true});
 });
 
@@ -75,24 +77,55 @@ function rows(selector) {
 
 test('an unlisted page finds no way to the extension', async () => {
   await browser.open(`${unlisted.origin}/`);
-  await browser.waitForText('#connection', /^Not connected/);
-  assert.equal(await tryToConnect(), 'not_available');
+  await browser.waitForText('#problem', /^The extension is not installed/);
+  assert.equal(await tryToConnect(), 'not_installed');
   assert.equal(stage.programStarts(), 0);
 });
 
 test('a listed page inside of an unlisted one is refused', async () => {
   await browser.open(`${unlisted.origin}/frame.html`);
   await browser.enterFrame('iframe');
-  await browser.waitForText('#connection', /^Not connected: This page may not/);
-  assert.equal(await tryToConnect(), 'origin_not_allowed');
+  await browser.waitForText('#problem', /^This page is not on the list/);
+  assert.equal(await tryToConnect(), 'refused');
   assert.equal(stage.programStarts(), 0);
   await browser.leaveFrame();
 });
 
 test('the program refuses a page that only the extension lists', async () => {
+  await browser.allow(installation, halfListed.origin);
   await browser.open(`${halfListed.origin}/`);
-  await browser.waitForText('#connection', /^Not connected: the origin .* is not listed/);
-  assert.equal(await tryToConnect(), 'origin_not_allowed');
+  await browser.waitForText('#problem', /^This page is not on the list/);
+  assert.equal(await tryToConnect(), 'refused');
+});
+
+const pagesOfExtension = () => `chrome-extension://${installation.id}/pages.html`;
+
+test('the first connection of a page waits for the person', async () => {
+  const starts = stage.programStarts();
+  await browser.open(`${listed.origin}/`);
+  await browser.waitForText('#connection', /^Waiting for you$/);
+  assert.equal(stage.programStarts(), starts);
+  // The driver does not see the window that asks; the extension's page shows the same.
+  await browser.inNewTab(pagesOfExtension(), async () => {
+    await browser.waitForText('#questions', new RegExp(listed.origin));
+    await browser.click('#questions button:not(.main)');
+  });
+  await browser.waitForText('#problem', /^You have not allowed this page/);
+  assert.equal(stage.programStarts(), starts);
+});
+
+test('a page that was not allowed is not asked for again, until it is switched on', async () => {
+  assert.equal(await tryToConnect(), 'blocked');
+  await browser.allow(installation, listed.origin);
+  assert.equal(await tryToConnect(), 'connected');
+});
+
+test('a connected page that is switched off is cut off', async () => {
+  await browser.open(`${listed.origin}/`);
+  await browser.waitForText('#connection', /^Connected/);
+  await browser.allow(installation, listed.origin, false);
+  await browser.waitForText('#problem', /^You have not allowed this page/);
+  await browser.allow(installation, listed.origin);
 });
 
 test('a listed page sees the applications', async () => {
@@ -100,8 +133,8 @@ test('a listed page sees the applications', async () => {
   await browser.waitForText('#connection', /^Connected, launcher 162$/);
   const applications = await rows('#applications tbody tr');
   assert.equal(applications.length, 8);
-  assert.deepEqual(applications[0].slice(0, 4), ['BRENNA-GAME', 'Not running', '1.8.2', '']);
-  assert.deepEqual(applications[1].slice(0, 4), ['OSTREL-APP', 'Not running', '9.4.17', '']);
+  assert.deepEqual(applications[0].slice(0, 4), ['BRENNA-GAMEshares its pipe with BRENNA-CTE-GAME', 'Not running', '1.8.2', '']);
+  assert.deepEqual(applications[1].slice(0, 4), ['OSTREL-APP', 'Installed', '9.4.17', '']);
   assert.deepEqual(applications[2].slice(0, 4), [
     'SOLANO-GAME', 'Not running', '2.1.0', 'Xpack1, Xpack2',
   ]);
@@ -115,6 +148,10 @@ test('it launches a game and follows its state', async () => {
   await browser.waitForText('#events', /SOLANO-GAMEReady/);
   await browser.waitForText('#events', /SOLANO-GAMEPlayerJoined Aldo squad 3/);
   await browser.waitForText(`${SOLANO} .pill`, /^Ready$/);
+  await browser.waitForText(`${SOLANO} .actions`, /^End$/);
+  await browser.inNewTab(pagesOfExtension(), () =>
+    browser.waitForText('#now', /SOLANO-GAME running/),
+  );
   assert.match(
     stage.gameLines()[0],
     /^game: started with the command line ".*\\solano\\ag3\.exe" -windowed "Old Harbour"$/,
@@ -186,10 +223,22 @@ test('it says which address is none', async () => {
   await browser.waitForText('#ping-message', /'localhost' is no IPv4 address/);
 });
 
+test('an edition that shares its pipe is shown as what it is', async () => {
+  const brenna = 'tr[data-app="BRENNA-GAME"]';
+  await browser.click(`${brenna} button`);
+  await browser.waitForText(`${brenna} .pill`, /^Ready$/);
+  await browser.waitForText('tr[data-app="BRENNA-CTE-GAME"] .pill', /^Not installed$/);
+  await browser.waitForText('#events', /BRENNA-GAMEReady/);
+  await browser.click(`${brenna} button.quiet`);
+  await browser.waitForText(`${brenna} .pill`, /^Ended$/);
+});
+
 test('it queries a game server and shows its scoreboard', async () => {
   await browser.type('#server-port', String(gameServerPort));
   await browser.click('#query-form button');
   await browser.waitForText('#server-facts', /MapOld Harbour/);
+  await browser.waitForText('#server-facts', /Attackers \(team 1\)75 of 100 tickets/);
+  await browser.waitForText('#teams table:first-child caption', /^Team 1, /);
   assert.deepEqual(await rows('#teams table:first-child tbody tr'), [
     ['RED Aldo <b>"the Rock"</b>', '5', '4200', '21', '4'],
     ['RED Bryn', '12', '3850', '19', '5'],
@@ -200,7 +249,100 @@ test('it queries a game server and shows its scoreboard', async () => {
 test('it says why a server does not answer', async () => {
   await browser.type('#server-port', '9'); // nobody listens there
   await browser.click('#query-form button');
-  await browser.waitForText('#query-message', /ERROR_/);
+  await browser.waitForText('#query-message.error', /Check .* \(ERROR_/);
+});
+
+/** Keeps an open launcher of the page's own in `globalThis.launcher` while `work` runs. */
+async function withLauncher(work) {
+  await browser.run(async () => {
+    const {connectLauncher} = await import('/launcher.js');
+    globalThis.launcher = await connectLauncher({timeout: 20_000});
+  });
+  try {
+    return await browser.run(work);
+  } finally {
+    await browser.run(async () => globalThis.launcher.close());
+  }
+}
+
+test('every promise settles, whatever a page sends', async () => {
+  const codes = await withLauncher(async () => {
+    const nested = (levels) => {
+      let value = 0;
+      for (let i = 0; i < levels; ++i) value = [value];
+      return value;
+    };
+    const circle = {};
+    circle.self = circle;
+    const members = Object.fromEntries(Array.from({length: 80_000}, (_, i) => [`a${i}`, i]));
+    const values = [nested(20), nested(3000), nested(12_000), circle, 10n, members, '<'.repeat(300_000)];
+    const settled = await Promise.allSettled(values.map((value) => launcher.echo(value)));
+    return settled.map(({status, reason}) => reason?.code ?? status);
+  });
+  assert.deepEqual(codes, [
+    'fulfilled', 'too_large', 'too_large', 'too_large', 'invalid_params', 'too_large', 'too_large',
+  ]);
+});
+
+test('a page that does not wait for answers is told so, and others go on', async () => {
+  const codes = await withLauncher(async () => {
+    const text = 'x'.repeat(100_000);
+    const settled = await Promise.allSettled(
+      Array.from({length: 100}, () => launcher.echo(text)),
+    );
+    return settled.map(({reason}) => reason?.code ?? 'fulfilled');
+  });
+  assert.deepEqual([...new Set(codes)].sort(), ['busy', 'fulfilled']);
+  assert.equal(await tryToConnect(), 'connected');
+});
+
+test('a page that floods the extension is cut off, and others go on', async () => {
+  const code = await withLauncher(async () => {
+    const closed = new Promise((resolve) =>
+      launcher.addEventListener('closed', ({detail}) => resolve(detail.code)),
+    );
+    const text = 'x'.repeat(900_000);
+    for (let i = 0; i < 400; ++i) launcher.echo(text).catch(() => {});
+    return closed;
+  });
+  assert.equal(code, 'refused');
+  assert.equal(await tryToConnect(), 'connected');
+});
+
+test('a site has so many connections', async () => {
+  const codes = await browser.run(async () => {
+    const {connectLauncher} = await import('/launcher.js');
+    const settled = [];
+    const open = [];
+    for (let i = 0; i < 6; ++i) {
+      try {
+        open.push(await connectLauncher());
+        settled.push('connected');
+      } catch (error) {
+        settled.push(error.code);
+      }
+    }
+    for (const launcher of open) launcher.close();
+    return settled;
+  });
+  // The sample page itself has one.
+  assert.deepEqual(codes, [
+    'connected', 'connected', 'connected', 'too_many_pages', 'too_many_pages', 'too_many_pages',
+  ]);
+});
+
+test('a page that comes back out of the cache is connected again', async () => {
+  await browser.open(`${listed.origin}/`);
+  await browser.waitForText('#connection', /^Connected/);
+  await browser.run(async () => {
+    globalThis.isTheSamePage = true;
+  });
+  await browser.open(`${unlisted.origin}/`);
+  await browser.back();
+  await browser.waitForText('#connection', /^Connected/);
+  assert.equal(await browser.run(async () => globalThis.isTheSamePage), true);
+  await browser.click('#refresh');
+  await browser.waitForText(`${SOLANO} .pill`, /^(Not running|Ended)$/);
 });
 
 test('a listed page may not name programs of its own', async () => {

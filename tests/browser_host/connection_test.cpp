@@ -20,6 +20,13 @@ TEST_F(BrowserHostConnection, AListedPageIsLetIn) {
   NativeProgram program(Arguments());
   EXPECT_EQ(Hello(program), Json::parse(R"({"id": 1, "result": {
       "protocol": 1, "launcherVersion": "162", "permissions": [],
+      "pipes": {"BRENNA-CTE-GAME": "\\\\.\\pipe\\brenna_pellmar",
+                "BRENNA-GAME": "\\\\.\\pipe\\brenna_pellmar",
+                "SOLANO-GAME": "\\\\.\\pipe\\solano_pellmar",
+                "TAMSIN-BETA2-GAME": "\\\\.\\pipe\\tamsin_pellmar",
+                "TAMSIN-CTE-GAME": "\\\\.\\pipe\\tamsin_pellmar",
+                "TAMSIN-MAINLINE-GAME": "\\\\.\\pipe\\tamsin_pellmar",
+                "TAVR-GAME": "\\\\.\\pipe\\tavr_pellmar"},
       "applications": ["BRENNA-CTE-GAME", "BRENNA-GAME", "OSTREL-APP", "SOLANO-GAME",
                        "TAMSIN-BETA2-GAME", "TAMSIN-CTE-GAME", "TAMSIN-MAINLINE-GAME",
                        "TAVR-GAME"]}})"));
@@ -31,8 +38,7 @@ TEST_F(BrowserHostConnection, AnotherPageIsRefused) {
   for (const char* const origin :
        {"https://evil.example", "https://games.example:443", "null", ""}) {
     NativeProgram program(Arguments());
-    EXPECT_EQ(program.CallForError("hello", {{"origin", origin}, {"protocol", 1}}),
-              "origin_not_allowed");
+    EXPECT_EQ(program.CallForError("hello", {{"origin", origin}, {"protocol", 1}}), "refused");
     EXPECT_EQ(program.Receive(), std::nullopt);
     EXPECT_EQ(program.ExitCode(), 1U);
   }
@@ -78,7 +84,7 @@ TEST_F(BrowserHostConnection, TellsThatTheDllIsMissing) {
   NativeProgram program(L"--dll C:\\none.dll --origins \"" + work.Join(L"origins.txt") + L"\" " +
                         Widen(kExtension) + L"/");
   const Json answer = Hello(program);
-  EXPECT_EQ(answer["error"]["code"], "failed");
+  EXPECT_EQ(answer["error"]["code"], "dll_missing");
   EXPECT_TRUE(
       answer["error"]["message"].get<std::string>().starts_with("cannot load C:\\none.dll"));
 }
@@ -104,11 +110,38 @@ TEST_F(BrowserHostConnection, MalformedMessagesAreAnsweredAndForgotten) {
   EXPECT_EQ(program.Call("echo", {{"value", 5}})["result"]["value"], 5);
 }
 
-TEST_F(BrowserHostConnection, DeepNestingIsHarmless) {
+std::string Nested(std::size_t levels) {
+  return std::string(levels, '[') + std::string(levels, ']');
+}
+
+TEST_F(BrowserHostConnection, DeepNestingIsRefused) {
   NativeProgram program(Arguments());
   Hello(program);
+  const std::string head = R"({"id": 5, "method": "echo", "params": {"value": )";
+  program.Send(head + Nested(30) + "}}");
+  EXPECT_EQ(program.ReceiveJson()["result"]["value"], Json::parse(Nested(30)));
+  for (const std::size_t levels : {31U, 3000U, 12000U, 500000U}) {
+    program.Send(head + Nested(levels) + "}}");
+    const Json answer = program.ReceiveJson();
+    EXPECT_EQ(answer["id"], 5) << levels;
+    EXPECT_EQ(answer["error"]["code"], "too_large") << levels;
+  }
   program.Send(std::string(kMebibyte, '['));
   EXPECT_EQ(program.ReceiveJson()["error"]["code"], "malformed");
+}
+
+TEST_F(BrowserHostConnection, ManyMembersAreRefused) {
+  NativeProgram program(Arguments());
+  Hello(program);
+  const auto answerTo = [&](std::size_t members) {
+    std::string text = R"({"id": 5, "method": "echo", "params": {"a0": 0)";
+    for (std::size_t i = 1; i < members; ++i) text += ",\"a" + std::to_string(i) + "\":0";
+    program.Send(text + "}}");
+    return program.ReceiveJson();
+  };
+  EXPECT_EQ(answerTo(997)["result"].size(), 997U);  // the message's own are three
+  EXPECT_EQ(answerTo(998)["error"]["code"], "too_large");
+  EXPECT_EQ(answerTo(80000)["error"]["code"], "too_large");
 }
 
 TEST_F(BrowserHostConnection, TheLongestMessageIsAccepted) {

@@ -5,6 +5,7 @@
 #include "tests/support/dll_host.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/game_installation.h"
+#include "tests/support/scoped_handle.h"
 #include "tests/support/text.h"
 
 namespace test_support {
@@ -96,12 +97,25 @@ TEST_F(BrowserHostRequests, OnlyTrustedPagesNameProgramsOfTheirOwn) {
 }
 
 TEST_F(BrowserHostRequests, ACommandLineCannotBecomeAnotherField) {
-  for (const char* const commandLine : {"a|b", "a\nb", "\x01"}) {
+  for (const char* const commandLine : {"a|b", "a\nb", "\x01",
+                                        "a\xEF\xBD\x9C"
+                                        "b"}) {
+    EXPECT_EQ(program.CallForError("launch", WithAppId({{"commandLine", commandLine}})),
+              "invalid_params")
+        << commandLine;
+  }
+}
+
+TEST_F(BrowserHostRequests, TheStoreClientGetsALink) {
+  for (const char* const commandLine : {"a b", "a\"b", "a\\b", "a<b", "\xC3\xA9", "a^b"}) {
     EXPECT_EQ(
         program.CallForError("launch", {{"appId", "OSTREL-APP"}, {"commandLine", commandLine}}),
         "invalid_params")
         << commandLine;
   }
+  EXPECT_EQ(Result("launch",
+                   {{"appId", "OSTREL-APP"}, {"commandLine", "store/a-b._~:?#[]@!$&'()*+,;=%20"}}),
+            false);  // it is not installed
 }
 
 TEST_F(BrowserHostRequests, LaunchesFollowsAndCommandsAGame) {
@@ -124,6 +138,22 @@ TEST_F(BrowserHostRequests, LaunchesFollowsAndCommandsAGame) {
       "source": "SOLANO-GAME", "name": "QueryServerResult", "arguments": ["x", "y"]})"));
   EXPECT_EQ(Result("kill", kSolano), true);
   EXPECT_EQ(program.ReceiveEvent("StateChanged")["arguments"], Json::array({"GAMEISGONE"}));
+}
+
+TEST_F(BrowserHostRequests, AGameThatReadsNothingIsSentSoMuch) {
+  const ScopedHandle pipe{CreateNamedPipeW(LR"(\\.\pipe\solano_pellmar)", PIPE_ACCESS_DUPLEX, 0, 1,
+                                           4096, 4096, 0, nullptr)};
+  ASSERT_EQ(program.ReceiveEvent("StateChanged")["arguments"], Json::array({"READY"}));
+  const std::string longest(4096, 'x');
+  const Json command =
+      WithAppId({{"command", "x"}, {"arguments", {longest, longest, longest, longest}}});
+  int sent = 0;
+  Json answer = program.Call("sendCommand", command);
+  for (; answer.value("result", false) && sent < 200; ++sent) {
+    answer = program.Call("sendCommand", command);
+  }
+  EXPECT_EQ(answer["error"]["code"], "busy");
+  EXPECT_GE(sent, 63);  // a mebibyte, and a little more as time goes by
 }
 
 TEST_F(BrowserHostRequests, ChecksCommands) {

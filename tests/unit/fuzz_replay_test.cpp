@@ -14,6 +14,7 @@
 #include "fuzz/net_message_property.h"
 #include "fuzz/property.h"
 #include "fuzz/query_response_property.h"
+#include "fuzz/server_texts_property.h"
 #include "fuzz/text_property.h"
 #include "tests/unit/log_capture.h"
 
@@ -62,6 +63,8 @@ TEST(FuzzReplay, NetMessage) { ReplayAll("net_message", 11, fuzz::CheckNetMessag
 
 // Each of the eight protocol versions with each of the six modes, an unknown one and none.
 TEST(FuzzReplay, QueryResponse) { ReplayAll("query_response", 64, fuzz::CheckQueryResponse); }
+
+TEST(FuzzReplay, ServerTexts) { ReplayAll("server_texts", 10, fuzz::CheckServerTexts); }
 
 TEST(FuzzReplay, Text) { ReplayAll("text", 10, fuzz::CheckText); }
 

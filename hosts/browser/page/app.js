@@ -2,6 +2,7 @@
 
 import {Applications} from './applications.js';
 import {byId} from './dom.js';
+import {explain} from './errors.js';
 import {connectLauncher} from './launcher.js';
 import {setUpPing} from './ping.js';
 import {setUpQuery} from './query.js';
@@ -12,21 +13,39 @@ function showConnection(state, text) {
   pill.textContent = text;
 }
 
-function disableForms() {
+function showProblem(error) {
+  showConnection('failed', 'Not connected');
+  const problem = byId('problem');
+  problem.textContent = explain(error);
+  problem.dataset.code = error.code;
+  problem.hidden = false;
   for (const button of document.querySelectorAll('button')) button.disabled = true;
 }
 
+function onWaiting() {
+  showConnection('waiting', 'Waiting for you');
+  const hint = byId('problem');
+  hint.textContent =
+    'Allow this page in the window that the extension has opened, or with its toolbar button.';
+  hint.dataset.code = 'permission';
+  hint.hidden = false;
+}
+
+async function showConnected(launcher, applications) {
+  await applications.refresh();
+  byId('problem').hidden = true;
+  for (const button of document.querySelectorAll('button')) button.disabled = false;
+  showConnection('connected', `Connected, launcher ${launcher.launcherVersion}`);
+}
+
 try {
-  const launcher = await connectLauncher();
-  launcher.addEventListener('closed', ({detail}) => {
-    showConnection('failed', `Not connected: ${detail.message}`);
-    disableForms();
-  });
+  const launcher = await connectLauncher({onWaiting});
+  const applications = new Applications(launcher);
+  launcher.addEventListener('closed', ({detail}) => showProblem(detail));
+  launcher.addEventListener('reopened', () => showConnected(launcher, applications));
   setUpPing(launcher);
   setUpQuery(launcher);
-  await new Applications(launcher).refresh();
-  showConnection('connected', `Connected, launcher ${launcher.launcherVersion}`);
+  await showConnected(launcher, applications);
 } catch (error) {
-  showConnection('failed', `Not connected: ${error.message}`);
-  disableForms();
+  showProblem(error);
 }

@@ -1,5 +1,7 @@
 // Elements from texts; nothing here ever reads HTML, so no name from a server can become any.
 
+import {explain} from './errors.js';
+
 /** `element('td', {class: 'number'}, '12')` */
 export function element(name, attributes = {}, ...children) {
   const made = document.createElement(name);
@@ -16,10 +18,12 @@ export function byId(id) {
 export async function whileBusy(button, message, work) {
   button.disabled = true;
   message.textContent = '';
+  message.classList.remove('error');
   try {
     await work();
   } catch (error) {
-    message.textContent = `That did not work: ${error.message}`;
+    message.textContent = explain(error);
+    message.classList.add('error');
   } finally {
     button.disabled = false;
   }

@@ -7,15 +7,32 @@ function duration(seconds) {
   return `${minutes}:${String(seconds % 60).padStart(2, '0')}`;
 }
 
-/** {tickets: 340, ticketsMax: 400, bases: 2} becomes "340 of 400 tickets, 2 bases". */
+const WORDS = {explodedCrates: 'exploded crates', vesselHealth: 'vessel health'};
+
+/** {team: 1, tickets: 340, ticketsMax: 400, bases: 2} becomes "340 of 400 tickets, 2 bases". */
 function counts(values) {
-  return Object.entries(values)
-    .filter(([key]) => !(key.endsWith('Max') && key.slice(0, -3) in values))
-    .map(([key, value]) => {
-      const most = values[`${key}Max`];
-      return `${value}${most === undefined ? '' : ` of ${most}`} ${key}`;
-    })
-    .join(', ');
+  const shown = [];
+  for (const [key, value] of Object.entries(values)) {
+    if (key === 'team' || (key.endsWith('Max') && key.slice(0, -3) in values)) continue;
+    const most = values[`${key}Max`] ?? (key === 'level' ? values.maxLevel : undefined);
+    if (key === 'roundTimeMax') shown.push(`rounds of ${duration(value)}`);
+    else if (key === 'level') shown.push(`level ${value} of ${most}`);
+    else if (key !== 'maxLevel') {
+      shown.push(`${value}${most === undefined ? '' : ` of ${most}`} ${WORDS[key] ?? key}`);
+    }
+  }
+  return shown.join(', ');
+}
+
+/** Servers number the teams from 1; the scoreboards come in the same order. */
+function rowLabel({name, values}, state) {
+  if (state.mode.kind === 'armsLadder') {
+    const players = state.teams.flatMap((team) => team.players);
+    return players.find(({playerId}) => playerId === name)?.name ?? `Player ${name}`;
+  }
+  if (/^\d+$/.test(name)) return `Team ${name}`;
+  const side = name.charAt(0).toUpperCase() + name.slice(1);
+  return 'team' in values ? `${side} (team ${values.team})` : side;
 }
 
 function facts(state) {
@@ -25,11 +42,8 @@ function facts(state) {
     ['Map', state.currentMap],
     ['Round', duration(Number(state.roundTime))],
     ['Players', `${players} of ${state.maxPlayers}, ${state.waitingPlayers} waiting`],
+    ...state.mode.rows.map((row) => [rowLabel(row, state), counts(row.values)]),
   ];
-  for (const {name, values} of state.mode.rows) {
-    const label = /^\d+$/.test(name) && state.mode.kind !== 'armsLadder' ? `Team ${name}` : name;
-    shown.push([label, counts(values)]);
-  }
   return shown.map(([term, text]) =>
     element('div', {}, element('dt', {}, term), element('dd', {}, text)),
   );
@@ -55,7 +69,7 @@ function scoreboard({faction, players}, index) {
   return element(
     'table',
     {},
-    element('caption', {}, `Team ${index}, faction ${faction}`),
+    element('caption', {}, `Team ${index + 1}, faction ${faction}`),
     element('thead', {}, element('tr', {}, ...head)),
     element('tbody', {}, ...rows),
   );
@@ -74,6 +88,7 @@ export function setUpQuery(launcher) {
       });
       byId('server-facts').replaceChildren(...facts(state));
       byId('teams').replaceChildren(...state.teams.map(scoreboard));
+      byId('suspicion').hidden = !state.suspicious;
       byId('server').hidden = false;
     });
   });

@@ -4,6 +4,7 @@
 #include <functional>
 #include <limits>
 #include <map>
+#include <numeric>
 
 #include "hosts/common/checks.h"
 #include "hosts/common/known_applications.h"
@@ -15,6 +16,9 @@ namespace {
 constexpr std::size_t kMostOutstandingResults = 16;
 constexpr std::size_t kMostAddresses = 256;  // as many as a batch has times for
 constexpr std::uint64_t kHighestPort = 65535;
+
+// The launcher makes a link of its command line.
+constexpr std::string_view kStoreClient = "OSTREL-APP";
 
 // A page cannot harm with it.
 constexpr std::string_view kHarmlessParameter = "EXTRA_ARGUMENTS";
@@ -137,17 +141,32 @@ Json Dispatcher::SendCommand(const Request& request) {
   if (command.empty()) throw RequestError("invalid_params", "'command' must not be empty");
   const auto given = request.Texts("arguments", arguments.size());
   std::copy(given.begin(), given.end(), arguments.begin());
-  return launcher.SendCommand(request.AppId(), command, arguments);
+  const std::size_t size = std::accumulate(
+      arguments.begin(), arguments.end(), command.size(),
+      [](std::size_t sum, const std::string& argument) { return sum + argument.size(); });
+  if (!commandBudget.Has(size)) {
+    throw RequestError("busy", "the games have been sent too much; wait a little");
+  }
+  const bool isSent = launcher.SendCommand(request.AppId(), command, arguments);
+  if (isSent) commandBudget.Take(size);
+  return isSent;
 }
 
 Json Dispatcher::Launch(const Request& request) {
   const std::string commandLine = request.TextOr("commandLine", "");
+  const std::string appId = request.AppId();
   // The helper's line has its fields separated by "|": a page must not add fields of its own, such
   // as another program.
   if (!host::FitsHelperLine(commandLine)) {
-    throw RequestError("invalid_params", "'commandLine' must hold no '|' or control character");
+    throw RequestError("invalid_params",
+                       "'commandLine' must hold no '|', nothing like it and no control character");
   }
-  return launcher.Launch(request.AppId(), commandLine, request.FlagOr("flag", false));
+  if (appId == kStoreClient && !host::IsPartOfLink(commandLine)) {
+    throw RequestError("invalid_params",
+                       "'commandLine' must be the rest of a link: letters, digits and "
+                       "-._~:/?#[]@!$&'()*+,;=%");
+  }
+  return launcher.Launch(appId, commandLine, request.FlagOr("flag", false));
 }
 
 Json Dispatcher::SetParameter(const Request& request) {
@@ -158,7 +177,8 @@ Json Dispatcher::SetParameter(const Request& request) {
                        "this origin may not set '" + key + "': it lacks the permission 'probe'");
   }
   if (!host::FitsHelperLine(value)) {
-    throw RequestError("invalid_params", "'value' must hold no '|' or control character");
+    throw RequestError("invalid_params",
+                       "'value' must hold no '|', nothing like it and no control character");
   }
   return launcher.SetParameter(request.AppId(), key, value);
 }

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "hosts/browser/program/budget.h"
 #include "hosts/browser/program/origin_list.h"
 #include "hosts/browser/program/request.h"
 #include "hosts/common/launcher_client.h"
@@ -33,6 +34,7 @@ class Dispatcher {
 
   host::LauncherClient& launcher;
   const Permissions permissions;
+  Budget commandBudget;
 };
 
 }  // namespace browser_host

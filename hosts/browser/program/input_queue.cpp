@@ -16,7 +16,8 @@ InputQueue::InputQueue(HANDLE inputStream)
 
 InputQueue::State InputQueue::Take(std::string& message) {
   const std::lock_guard<std::mutex> guard(mutex);
-  if (messages.empty()) return end;
+  // Nobody waits any more for answers to what came before the end.
+  if (messages.empty() || end == State::kEnd) return end;
   message = std::move(messages.front());
   messages.pop_front();
   ReleaseSemaphore(room, 1, nullptr);

@@ -20,7 +20,8 @@ class InputQueue {
   InputQueue& operator=(const InputQueue&) = delete;
 
   enum class State { kEmpty, kMessage, kEnd, kTooLong };
-  /// The next message if there is one; `kEnd` and `kTooLong` stay once all messages are taken.
+  /// The next message if there is one. `kEnd` comes at once, before messages that were not taken;
+  /// `kTooLong` comes after them. Both stay.
   State Take(std::string& message);
 
   /// Signaled while `Take` has anything to tell but `kEmpty`.

@@ -1,5 +1,6 @@
 #include "hosts/browser/program/request.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "hosts/common/known_applications.h"
@@ -23,13 +24,29 @@ const std::string& CheckedText(const Json& value, const std::string& name) {
 }  // namespace
 
 Request::Request(const std::string& message, Json& id) {
-  Json json = Json::parse(message, nullptr, false);
+  int deepest = 0;
+  std::size_t members = 0;
+  // What is beyond a limit is not even kept: Json copies and prints itself by recursion, and looks
+  // through all members of an object to add one.
+  const auto keep = [&](int depth, Json::parse_event_t event, const Json&) {
+    if (event == Json::parse_event_t::key) return ++members <= kMostMembers;
+    if (event != Json::parse_event_t::object_start && event != Json::parse_event_t::array_start) {
+      return true;
+    }
+    deepest = std::max(deepest, depth + 1);
+    return deepest <= kMostLevels;
+  };
+  Json json = Json::parse(message, keep, false);
   if (!json.is_object()) throw RequestError("malformed", "a message must be a JSON object");
   const auto foundId = json.find("id");
   if (foundId == json.end() || !foundId->is_number_unsigned()) {
     throw RequestError("malformed", "'id' must be a whole number, 0 or more");
   }
   id = *foundId;
+  if (deepest > kMostLevels || members > kMostMembers) {
+    throw RequestError("too_large", "a message may have " + std::to_string(kMostLevels) +
+                                        " levels and " + std::to_string(kMostMembers) + " members");
+  }
   const auto foundMethod = json.find("method");
   if (foundMethod == json.end() || !foundMethod->is_string()) {
     throw RequestError("malformed", "'method' must be a text");

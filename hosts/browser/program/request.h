@@ -43,6 +43,8 @@ class Request {
   std::string AppId() const;
 
   static constexpr std::size_t kLongestText = 4096;  // bytes
+  static constexpr int kMostLevels = 32;
+  static constexpr std::size_t kMostMembers = 1000;
 
  private:
   const Json& Member(const char* name) const;

@@ -9,8 +9,12 @@
 namespace browser_host {
 namespace {
 
-// As often as a game's pipe is looked after.
-constexpr DWORD kPollMilliseconds = 100;
+// As often as the games' pipes are looked after while something goes on, and else: every look tries
+// to open the pipe of every game, and most pages stay open for hours without one.
+constexpr DWORD kBusyPollMilliseconds = 100;
+constexpr DWORD kIdlePollMilliseconds = 1000;
+// A request or an event is something for so long.
+constexpr ULONGLONG kBusyMilliseconds = 10000;
 // A helper that hangs keeps them waiting for ever.
 constexpr std::size_t kMostWaiting = 16;
 
@@ -26,7 +30,7 @@ bool Service::Serve() {
     if (!HandleInput()) break;
     if (!launcher) continue;
     PollWhenDue();
-    DeliverEvents();
+    DeliverEvent();
   }
   return !isRefused;
 }
@@ -36,15 +40,21 @@ void Service::WaitForWork() const {
     WaitForSingleObject(input.Filled(), INFINITE);
     return;
   }
+  if (mayHaveEvents) return;
   const std::array<HANDLE, 2> objects{input.Filled(), launcher->EventQueued()};
-  WaitForMultipleObjects(static_cast<DWORD>(objects.size()), objects.data(), FALSE,
-                         kPollMilliseconds);
+  WaitForMultipleObjects(static_cast<DWORD>(objects.size()), objects.data(), FALSE, PollInterval());
+}
+
+DWORD Service::PollInterval() const {
+  const bool isBusy =
+      !connectedGames.empty() || GetTickCount64() - lastActivity < kBusyMilliseconds;
+  return isBusy ? kBusyPollMilliseconds : kIdlePollMilliseconds;
 }
 
 // Not with every message: polling tries to open the pipe of every game.
 void Service::PollWhenDue() {
   const ULONGLONG now = GetTickCount64();
-  if (now - lastPoll < kPollMilliseconds) return;
+  if (now - lastPoll < PollInterval()) return;
   lastPoll = now;
   launcher->PollApps();
 }
@@ -69,6 +79,7 @@ bool Service::HandleInput() {
 }
 
 void Service::Handle(const std::string& message) {
+  lastActivity = GetTickCount64();
   Json id;
   try {
     const Request request(message, id);
@@ -102,30 +113,48 @@ Json Service::Hello(const Request& request) {
   const std::string origin = request.Text("origin");
   const Permissions* const permissions = origins.Find(origin);
   if (permissions == nullptr) {
-    throw RequestError("origin_not_allowed", "the origin '" + origin + "' is not listed");
+    throw RequestError("refused", "the origin '" + origin + "' is not listed");
   }
   if (request.Number("protocol", kProtocolVersion) != kProtocolVersion) {
     throw RequestError("invalid_params", "the extension speaks another protocol");
   }
-  launcher = std::make_unique<host::LauncherClient>(dllPath);
+  try {
+    launcher = std::make_unique<host::LauncherClient>(dllPath);
+  } catch (const std::exception& error) {
+    throw RequestError("dll_missing", error.what());
+  }
   dispatcher.emplace(*launcher, *permissions);
   Json applications = Json::array();
-  for (const auto& application : host::kKnownApplications) applications.push_back(application.id);
+  Json pipes = Json::object();
+  for (const auto& application : host::kKnownApplications) {
+    applications.push_back(application.id);
+    if (*application.pipeName != '\0') pipes[application.id] = application.pipeName;
+  }
   return {{"protocol", kProtocolVersion},
           {"launcherVersion", launcher->Version()},
           {"applications", std::move(applications)},
+          {"pipes", std::move(pipes)},
           {"permissions", permissions->probe ? Json::array({"probe"}) : Json::array()}};
 }
 
-void Service::DeliverEvents() {
-  while (const std::optional<host::Event> event = launcher->NextEvent()) {
-    Send(Dispatcher::ToMessage(*event));
+// One at a time: requests, and above all the end of the input, must not wait for a queue of events.
+void Service::DeliverEvent() {
+  const std::optional<host::Event> event = launcher->NextEvent();
+  mayHaveEvents = event.has_value();
+  if (!event) {
+    AnswerThoseWhoWait();
+    return;
   }
-  AnswerThoseWhoWait();
+  lastActivity = GetTickCount64();
+  if (event->name == "StateChanged") {
+    if (event->arguments[0] == "READY") connectedGames.insert(event->source);
+    if (event->arguments[0] == "GAMEISGONE") connectedGames.erase(event->source);
+  }
+  Send(Dispatcher::ToMessage(*event));
 }
 
 void Service::AnswerThoseWhoWait() {
-  if (launcher->OutstandingResults() > 0) return;
+  if (launcher->OutstandingResults() > 0 || mayHaveEvents) return;
   for (const Json& id : std::exchange(waiting, {})) Send({{"id", id}, {"result", nullptr}});
 }
 

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -31,13 +32,14 @@ class Service {
 
  private:
   void WaitForWork() const;
+  DWORD PollInterval() const;
   void PollWhenDue();
   /// Whether the connection goes on.
   bool HandleInput();
   void Handle(const std::string& message);
   Json Answer(const Request& request);
   Json Hello(const Request& request);
-  void DeliverEvents();
+  void DeliverEvent();
   void AnswerThoseWhoWait();
   void Send(const Json& message);
   void SendError(const Json& id, const std::string& code, const std::string& message);
@@ -50,7 +52,10 @@ class Service {
   std::unique_ptr<host::LauncherClient> launcher;
   std::optional<Dispatcher> dispatcher;
   std::vector<Json> waiting;  // ids of requests that wait for all results
+  std::set<std::string> connectedGames;
   ULONGLONG lastPoll = 0;
+  ULONGLONG lastActivity = 0;
+  bool mayHaveEvents = false;  // the launcher's queue was not empty when it was last looked at
   bool isRefused = false;
   bool isClosed = false;
 };

@@ -1,14 +1,13 @@
-// Chromium, driven through chromedriver by the W3C WebDriver protocol.
+// Chromium, driven by WebDriver.
 
 import {setTimeout} from 'node:timers/promises';
 
-import {Program} from './processes.mjs';
+import {Builder, By, until} from 'selenium-webdriver';
+import chrome from 'selenium-webdriver/chrome.js';
 
-const SCRIPT_LIMIT_MS = 60_000;
+const PATIENCE_MS = 60_000;
 const LOOK_INTERVAL_MS = 500;
 const WINDOW_WIDTH = 1200;
-// What the protocol calls the member that names an element.
-const ELEMENT_KEY = 'element-6066-11e4-a52e-4f735466cecf';
 
 // What a browser in a test leaves alone: first-run pages, its own updates, and the network.
 const QUIET = [
@@ -27,68 +26,98 @@ const QUIET = [
 
 export class Browser {
   #driver;
-  #url;
-  #session;
 
   static async start({profile, extension, headless, environment}) {
-    const browser = new Browser();
-    browser.#driver = new Program('chromedriver', ['--port=0'], {
-      env: {...process.env, ...environment},
+    const options = new chrome.Options()
+      .setBinaryPath('/usr/bin/chromium')
+      .addArguments(
+        ...QUIET,
+        `--user-data-dir=${profile}`,
+        `--load-extension=${extension}`,
+        ...(headless ? ['--headless=new', `--window-size=${WINDOW_WIDTH},1400`] : []),
+        // The browser's own sandbox refuses to work for root.
+        ...(process.getuid() === 0 ? ['--no-sandbox'] : []),
+      );
+    const service = new chrome.ServiceBuilder('/usr/bin/chromedriver').setEnvironment({
+      ...process.env,
+      ...environment,
     });
-    try {
-      await browser.#open({profile, extension, headless});
-    } catch (error) {
-      await browser.end();
-      throw error;
-    }
+    const browser = new Browser();
+    browser.#driver = await new Builder()
+      .forBrowser('chrome')
+      .setChromeOptions(options)
+      .setChromeService(service)
+      .build();
+    await browser.#driver.manage().setTimeouts({script: PATIENCE_MS});
     return browser;
   }
 
-  async #open({profile, extension, headless}) {
-    const [, port] = await this.#driver.waitForLine(/started successfully on port (\d+)/);
-    this.#url = `http://127.0.0.1:${port}`;
-    const args = [
-      ...QUIET,
-      `--user-data-dir=${profile}`,
-      `--load-extension=${extension}`,
-      ...(headless ? ['--headless=new', `--window-size=${WINDOW_WIDTH},1400`] : []),
-      // The browser's own sandbox refuses to work for root.
-      ...(process.getuid() === 0 ? ['--no-sandbox'] : []),
-    ];
-    const {sessionId} = await this.#call('POST', '/session', {
-      capabilities: {alwaysMatch: {'goog:chromeOptions': {binary: '/usr/bin/chromium', args}}},
-    });
-    this.#session = `/session/${sessionId}`;
-    await this.#post('/timeouts', {script: SCRIPT_LIMIT_MS});
-  }
-
-  async end() {
-    if (this.#session) await this.#call('DELETE', this.#session);
-    await this.#driver.end();
+  end() {
+    return this.#driver.quit();
   }
 
   open(url) {
-    return this.#post('/url', {url});
+    return this.#driver.get(url);
+  }
+
+  back() {
+    return this.#driver.navigate().back();
   }
 
   async click(selector) {
-    await this.#post(`/element/${await this.#find(selector)}/click`);
+    await (await this.#find(selector)).click();
   }
 
   /** Replaces what stands in a field, as a person would. */
   async type(selector, text) {
     const element = await this.#find(selector);
-    await this.#post(`/element/${element}/clear`);
-    await this.#post(`/element/${element}/value`, {text});
+    await element.clear();
+    await element.sendKeys(text);
   }
 
   /** What follows happens inside of a frame of the page. */
   async enterFrame(selector) {
-    await this.#post('/frame', {id: {[ELEMENT_KEY]: await this.#find(selector)}});
+    await this.#driver.switchTo().frame(await this.#find(selector));
   }
 
   leaveFrame() {
-    return this.#post('/frame', {id: null});
+    return this.#driver.switchTo().defaultContent();
+  }
+
+  /** Does `work` in a new tab that shows `url`, and closes it. */
+  async inNewTab(url, work) {
+    const before = await this.#driver.getWindowHandle();
+    await this.#driver.switchTo().newWindow('tab');
+    try {
+      await this.open(url);
+      return await work();
+    } finally {
+      await this.#driver.close();
+      await this.#driver.switchTo().window(before);
+    }
+  }
+
+  /** Switches a page on or off in the extension's page, as a person would. */
+  allow({id}, origin, isAllowed = true) {
+    const selector = `#pages li[data-origin="${origin}"] input`;
+    return this.inNewTab(`chrome-extension://${id}/pages.html`, async () => {
+      const element = await this.#driver.wait(until.elementLocated(By.css(selector)), PATIENCE_MS);
+      if ((await element.isSelected()) === isAllowed) return;
+      await element.click();
+      await this.run(
+        (origin, isAllowed) =>
+          new Promise((resolve) => {
+            const look = async () => {
+              const {pages = {}} = await chrome.storage.local.get('pages');
+              if (pages[origin]?.allowed === isAllowed) resolve();
+              else chrome.storage.onChanged.addListener(look);
+            };
+            look();
+          }),
+        origin,
+        isAllowed,
+      );
+    });
   }
 
   /** Runs an async function in the page; its result must be JSON. */
@@ -97,7 +126,7 @@ export class Browser {
       const [args, done] = arguments;
       (${work})(...args).then((value) => done({value}), (error) =>
         done({failed: {code: error.code, message: String(error.message)}}));`;
-    const {value, failed} = await this.#post('/execute/async', {script, args: [args]});
+    const {value, failed} = await this.#driver.executeAsyncScript(script, args);
     if (failed) throw Object.assign(new Error(failed.message), {code: failed.code});
     return value;
   }
@@ -122,48 +151,35 @@ export class Browser {
   }
 
   async screenshot() {
-    return Buffer.from(await this.#call('GET', `${this.#session}/screenshot`), 'base64');
+    return Buffer.from(await this.#driver.takeScreenshot(), 'base64');
   }
 
-  /** So that a screenshot shows the whole page. */
-  async fitWindowToPage() {
-    const height = await this.run(async () => document.documentElement.scrollHeight);
-    await this.#call('POST', `${this.#session}/goog/cdp/execute`, {
-      cmd: 'Emulation.setDeviceMetricsOverride',
-      params: {width: WINDOW_WIDTH, height, deviceScaleFactor: 1, mobile: false},
+  /** So that a screenshot shows the whole page, in this width and "dark" or "light". */
+  async fitWindowToPage({width = WINDOW_WIDTH, scheme = 'light'} = {}) {
+    const setSize = (height) =>
+      this.#driver.sendDevToolsCommand('Emulation.setDeviceMetricsOverride', {
+        width, height, deviceScaleFactor: 1, mobile: false,
+      });
+    await this.#driver.sendDevToolsCommand('Emulation.setEmulatedMedia', {
+      features: [{name: 'prefers-color-scheme', value: scheme}],
     });
+    await setSize(1000);
+    await setSize(await this.run(async () => document.documentElement.scrollHeight));
   }
 
   /** Resolves when a person has closed the window. */
   async closed() {
     for (;;) {
       try {
-        await this.#call('GET', `${this.#session}/url`);
+        await this.#driver.getCurrentUrl();
       } catch {
-        this.#session = undefined;
         return;
       }
       await setTimeout(LOOK_INTERVAL_MS);
     }
   }
 
-  async #find(selector) {
-    const element = await this.#post('/element', {using: 'css selector', value: selector});
-    return element[ELEMENT_KEY];
-  }
-
-  #post(path, body = {}) {
-    return this.#call('POST', this.#session + path, body);
-  }
-
-  async #call(method, path, body) {
-    const response = await fetch(this.#url + path, {
-      method,
-      body: body && JSON.stringify(body),
-      headers: {'content-type': 'application/json'},
-    });
-    const {value} = await response.json();
-    if (!response.ok) throw new Error(`${method} ${path}: ${value.message}`);
-    return value;
+  #find(selector) {
+    return this.#driver.findElement(By.css(selector));
   }
 }

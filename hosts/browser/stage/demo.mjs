@@ -10,7 +10,7 @@ import {parseArgs} from 'node:util';
 
 import {Browser} from './browser.mjs';
 import {servePages} from './page_server.mjs';
-import {PAGE_FOLDER, ROOT, Stage} from './stage.mjs';
+import {ROOT, Stage} from './stage.mjs';
 
 const PAGE_PORT = 8410; // the one that origins.txt lists
 const GAME = 'tr[data-app="SOLANO-GAME"]';
@@ -39,10 +39,15 @@ async function playByItself(browser, screenshot) {
   await browser.click('#query-form button');
   await browser.waitForText('#server-facts', /Old Harbour/);
   tell('the game server was asked');
-  await browser.fitWindowToPage();
   mkdirSync(dirname(screenshot), {recursive: true});
-  writeFileSync(screenshot, await browser.screenshot());
-  tell(`picture: ${screenshot}`);
+  const takePicture = async (path, look) => {
+    await browser.fitWindowToPage(look);
+    writeFileSync(path, await browser.screenshot());
+    tell(`picture: ${path}`);
+  };
+  await takePicture(screenshot.replace(/\.png$/, '-dark.png'), {scheme: 'dark'});
+  await takePicture(screenshot.replace(/\.png$/, '-narrow.png'), {width: 360});
+  await takePicture(screenshot, {});
   await browser.click(`${GAME} button.quiet`);
   await browser.waitForText('#events', /SOLANO-GAMEEnded/);
   tell('the game was ended');
@@ -61,10 +66,13 @@ async function main() {
     const port = await stage.startGameServer(
       '--mode', 'Frontier', '--map', 'Old Harbour', '--players', '6', '--name', 'Aldo "the Rock"',
     );
-    page = await servePages(PAGE_FOLDER, {port: PAGE_PORT});
-    const {extension} = stage.install({origins: [page.origin]});
+    page = await servePages({port: PAGE_PORT});
+    const installation = stage.install({origins: [page.origin]});
+    const {extension} = installation;
     browser = await Browser.start({profile: stage.profile, extension, headless: byItself});
     tell(`the browser shows ${page.origin}, the game server listens on port ${port}`);
+    // At the first visit a person is asked; by itself the page is allowed before.
+    if (byItself) await browser.allow(installation, page.origin);
     await browser.open(`${page.origin}/`);
     await browser.type('#server-port', String(port));
     if (byItself) {

@@ -1,8 +1,11 @@
-// Serves the files of one folder on 127.0.0.1.
+// Serves the sample page and the library that it uses on 127.0.0.1.
 
 import {readFile} from 'node:fs/promises';
 import {createServer} from 'node:http';
-import {extname, join} from 'node:path';
+import {dirname, extname, join} from 'node:path';
+import {fileURLToPath} from 'node:url';
+
+const HOST = join(dirname(fileURLToPath(import.meta.url)), '..');
 
 const TYPES = {
   '.css': 'text/css',
@@ -10,14 +13,18 @@ const TYPES = {
   '.js': 'text/javascript; charset=utf-8',
 };
 
+function fileOf(name) {
+  return name === '/launcher.js' ? join(HOST, 'npm', name) : join(HOST, 'page', name);
+}
+
 /** `extraPages` maps paths to HTML. Port 0 takes a free one. */
-export async function servePages(folder, {port = 0, extraPages = {}} = {}) {
+export async function servePages({port = 0, extraPages = {}} = {}) {
   const server = createServer(async (request, response) => {
     const {pathname} = new URL(request.url, 'http://127.0.0.1');
     try {
       if (request.method !== 'GET' || pathname.includes('..')) throw new Error('not served');
       const name = pathname === '/' ? '/index.html' : pathname;
-      const content = extraPages[name] ?? (await readFile(join(folder, name)));
+      const content = extraPages[name] ?? (await readFile(fileOf(name)));
       response.writeHead(200, {'content-type': TYPES[extname(name)] ?? 'application/octet-stream'});
       response.end(content);
     } catch {

@@ -19,7 +19,6 @@ import {makeInstallation} from '../make_installation.mjs';
 import {Program} from './processes.mjs';
 
 export const ROOT = join(dirname(fileURLToPath(import.meta.url)), '../../..');
-export const PAGE_FOLDER = join(ROOT, 'hosts/browser/page');
 const RUN_WINE = join(ROOT, 'scripts/run-wine');
 
 // The launcher looks into the registry's 32-bit view.

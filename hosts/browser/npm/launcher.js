@@ -1,6 +1,6 @@
 // The launcher for web pages: promises for what the page asks, events for what happens.
 //
-//   import {connectLauncher} from './launcher.js';
+//   import {connectLauncher} from 'launcher-page';
 //   const launcher = await connectLauncher();
 //   launcher.addEventListener('statechanged', ({detail}) => console.log(detail.appId, detail.state));
 //   if (await launcher.isInstalled('BRENNA-GAME')) await launcher.launch('BRENNA-GAME', '-windowed');
@@ -11,6 +11,8 @@ export const EXTENSION_ID = 'lbihcldlamlgmkabnfnbcjkicdbedemf';
 
 const PROTOCOL_VERSION = 1;
 const HELLO_ID = 0;
+const MOST_LEVELS = 32;
+const DEFAULT_TIMEOUT_MS = 60_000;
 
 /** Why a promise was rejected: `code` for the program, `message` for people. */
 export class LauncherError extends Error {
@@ -21,21 +23,46 @@ export class LauncherError extends Error {
   }
 }
 
+const NOT_INSTALLED = {
+  code: 'not_installed',
+  message: 'The extension is not installed, or this page is not on its list.',
+};
+
 /**
- * Connects to the native program. Rejects with the code "not_available" where the extension is not
- * installed or this page is not listed: the browser does not tell the two apart.
+ * Connects to the native program. The first time, a person has to allow this page: until then
+ * `onWaiting` has been called with a text to show, and the promise is not settled. A page that is
+ * prerendered connects when it is shown.
+ *
+ * `timeout`, in milliseconds, is how long anything that is asked may take before its promise is
+ * rejected with the code "timed_out".
  */
-export async function connectLauncher({extensionId = EXTENSION_ID} = {}) {
-  const runtime = globalThis.chrome?.runtime;
-  if (!runtime?.connect) {
-    throw new LauncherError({
-      code: 'not_available',
-      message: 'The extension is not installed, or this page is not on its list.',
-    });
-  }
-  const launcher = new Launcher(runtime.connect(extensionId));
+export async function connectLauncher({
+  extensionId = EXTENSION_ID,
+  timeout = DEFAULT_TIMEOUT_MS,
+  onWaiting = () => {},
+} = {}) {
+  const launcher = new Launcher({extensionId, timeout, onWaiting});
   await launcher.opened;
   return launcher;
+}
+
+/** Without recursion: a value may be nested as deep as it likes, or hold itself. */
+function isTooDeep(message) {
+  const open = [[message, 1]];
+  while (open.length > 0) {
+    const [value, level] = open.pop();
+    if (typeof value !== 'object' || value === null) continue;
+    if (level > MOST_LEVELS) return true;
+    for (const member of Object.values(value)) open.push([member, level + 1]);
+  }
+  return false;
+}
+
+function whenShown() {
+  if (!globalThis.document?.prerendering) return Promise.resolve();
+  return new Promise((resolve) =>
+    document.addEventListener('prerenderingchange', resolve, {once: true}),
+  );
 }
 
 /**
@@ -43,32 +70,71 @@ export async function connectLauncher({extensionId = EXTENSION_ID} = {}) {
  *   "statechanged"  detail {appId, state}: "PENDING", "READY" or "GAMEISGONE"
  *   "command"       detail {appId, name, arguments}: a running game sent a command
  *   "closed"        detail {code, message}: the connection has ended
+ *   "reopened"      detail null: the page has come back out of the browser's cache and is connected
+ *                   again; what was under way when it left was rejected
  */
 export class Launcher extends EventTarget {
-  #port;
+  #options;
+  #port = null;
   #nextId = HELLO_ID + 1;
-  #waiting = new Map(); // id of a request -> {resolve, reject}
-  #results = new Map(); // id of a batch or query -> {resolve, reject}
+  #waiting = new Map(); // id of a request -> {resolve, reject, timer}
+  #results = new Map(); // id of a batch or query -> the same
   #closed = null;
 
-  constructor(port) {
+  constructor(options) {
     super();
-    this.#port = port;
-    port.onMessage.addListener((message) => this.#receive(message));
-    port.onDisconnect.addListener(() => {
-      this.#close({
-        code: 'not_available',
-        message: globalThis.chrome?.runtime?.lastError?.message ?? 'The connection has ended.',
-      });
+    this.#options = options;
+    this.opened = whenShown().then(() => this.#open());
+    this.opened.catch(() => {}); // it may be awaited later
+    // A page that the browser puts into its cache loses its connection without a word.
+    globalThis.addEventListener?.('pagehide', ({persisted}) => {
+      if (persisted && !this.#closed) this.#leave();
     });
-    this.opened = this.#await(HELLO_ID).then((hello) => {
+    globalThis.addEventListener?.('pageshow', ({persisted}) => {
+      if (persisted && this.#closed?.code === 'page_hidden') this.#comeBack();
+    });
+  }
+
+  #open() {
+    const runtime = globalThis.chrome?.runtime;
+    if (!runtime?.connect) {
+      this.#close(NOT_INSTALLED);
+      return Promise.reject(new LauncherError(NOT_INSTALLED));
+    }
+    const port = runtime.connect(this.#options.extensionId);
+    this.#port = port;
+    this.#closed = null;
+    let isKnown = false; // whether anybody has answered
+    port.onMessage.addListener((message) => {
+      isKnown = true;
+      if (port === this.#port) this.#receive(message);
+    });
+    port.onDisconnect.addListener(() => {
+      const message = runtime.lastError?.message ?? 'The connection has ended.';
+      if (port === this.#port) this.#close(isKnown ? {code: 'closed', message} : NOT_INSTALLED);
+    });
+    return this.#await(this.#waiting, HELLO_ID).then((hello) => {
       if (hello.protocol !== PROTOCOL_VERSION) {
         throw new LauncherError({code: 'failed', message: 'Another protocol is spoken.'});
       }
       this.launcherVersion = hello.launcherVersion;
       this.applications = hello.applications;
+      this.pipes = hello.pipes;
       this.permissions = hello.permissions;
     });
+  }
+
+  #leave() {
+    this.#port?.disconnect();
+    this.#close({code: 'page_hidden', message: 'The page was left.'});
+  }
+
+  #comeBack() {
+    this.opened = this.#open();
+    this.opened.then(
+      () => this.#tell('reopened', null),
+      (error) => this.#close({code: error.code, message: error.message}),
+    );
   }
 
   // The launcher's operations, one for one.
@@ -151,17 +217,29 @@ export class Launcher extends EventTarget {
     return state;
   }
 
-  /** Any request, by its name in docs/browser-host.md. */
-  call(method, params = {}) {
-    if (this.#closed) return Promise.reject(new LauncherError(this.#closed));
-    const id = this.#nextId++;
-    const answer = this.#await(id);
-    this.#port.postMessage({id, method, params});
+  /** Any request, by its name in docs/browser-host.md. Always settles. */
+  async call(method, params = {}) {
+    await this.opened;
+    if (this.#closed) throw new LauncherError(this.#closed);
+    const message = {id: this.#nextId++, method, params};
+    if (isTooDeep(message)) {
+      const text = `A message may have ${MOST_LEVELS} levels.`;
+      throw new LauncherError({code: 'too_large', message: text});
+    }
+    const answer = this.#await(this.#waiting, message.id);
+    try {
+      this.#port.postMessage(message);
+    } catch (error) {
+      // The browser cannot write it as JSON: a number of any size, a circle.
+      this.#settle(this.#waiting, message.id)?.reject(
+        new LauncherError({code: 'invalid_params', message: error.message}),
+      );
+    }
     return answer;
   }
 
   close() {
-    this.#port.disconnect();
+    this.#port?.disconnect();
     this.#close({code: 'closed', message: 'The page has closed the connection.'});
   }
 
@@ -171,19 +249,39 @@ export class Launcher extends EventTarget {
   }
 
   async #callForResult(resultId, method, params) {
-    const result = new Promise((resolve, reject) => this.#results.set(resultId, {resolve, reject}));
+    const result = this.#await(this.#results, resultId);
     result.catch(() => {}); // also when the call below is rejected first
     try {
       await this.call(method, params);
     } catch (error) {
-      this.#results.delete(resultId);
+      this.#settle(this.#results, resultId);
       throw error;
     }
     return result;
   }
 
-  #await(id) {
-    return new Promise((resolve, reject) => this.#waiting.set(id, {resolve, reject}));
+  /** A promise that is settled by an answer, by the end of the connection, or by time. */
+  #await(promises, id) {
+    return new Promise((resolve, reject) => {
+      promises.set(id, {resolve, reject});
+      this.#startTimer(promises, id);
+    });
+  }
+
+  #startTimer(promises, id) {
+    const promise = promises.get(id);
+    const message = `There was no answer for ${this.#options.timeout / 1000} seconds.`;
+    promise.timer = setTimeout(() => {
+      promises.delete(id);
+      promise.reject(new LauncherError({code: 'timed_out', message}));
+    }, this.#options.timeout);
+  }
+
+  #settle(promises, id) {
+    const promise = promises.get(id);
+    clearTimeout(promise?.timer);
+    promises.delete(id);
+    return promise;
   }
 
   #receive(message) {
@@ -191,9 +289,12 @@ export class Launcher extends EventTarget {
       this.#receiveEvent(message.event);
     } else if (message.closed) {
       this.#close(message.closed);
+    } else if (message.waiting) {
+      // People take their time.
+      clearTimeout(this.#waiting.get(HELLO_ID)?.timer);
+      this.#options.onWaiting(message.waiting.message);
     } else {
-      const promise = this.#waiting.get(message.id);
-      this.#waiting.delete(message.id);
+      const promise = this.#settle(this.#waiting, message.id);
       if (message.error) promise?.reject(new LauncherError(message.error));
       else promise?.resolve(message.result);
     }
@@ -202,9 +303,7 @@ export class Launcher extends EventTarget {
   #receiveEvent(event) {
     if ('result' in event) {
       // A batch is named by its first argument, a query by its source.
-      const resultId = event.source || event.arguments[0];
-      const promise = this.#results.get(resultId);
-      this.#results.delete(resultId);
+      const promise = this.#settle(this.#results, event.source || event.arguments[0]);
       if (event.problem) promise?.reject(new LauncherError({code: 'failed', message: event.problem}));
       else promise?.resolve(event.result);
     } else if (event.name === 'StateChanged') {
@@ -218,8 +317,9 @@ export class Launcher extends EventTarget {
     if (this.#closed) return;
     this.#closed = reason;
     for (const promises of [this.#waiting, this.#results]) {
-      for (const {reject} of promises.values()) reject(new LauncherError(reason));
-      promises.clear();
+      for (const id of [...promises.keys()]) {
+        this.#settle(promises, id).reject(new LauncherError(reason));
+      }
     }
     this.#tell('closed', reason);
   }
