@@ -1,6 +1,5 @@
 """Finds the places of a C++ source where one small change makes a mutant."""
 
-import hashlib
 import re
 from dataclasses import dataclass
 
@@ -177,7 +176,3 @@ def find_mutants(name, source):
         seen[mutant.key()] = place + 1
         mutants.append(Mutant(*list(mutant.__dict__.values())[:-1], place))
     return mutants
-
-
-def digest(text):
-    return hashlib.sha256(text.encode()).hexdigest()[:16]
