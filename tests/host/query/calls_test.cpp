@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <optional>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -126,8 +126,8 @@ class FakeSockets {
   /// Runs one query to its end. The calls and lines behind the first `skipped`.
   std::vector<std::string> Query(DllHost& host, std::size_t skipped = 0,
                                  const wchar_t* gameIdText = L"1",
-                                 const wchar_t* address = L"127.0.0.2") {
-    host->QueryServer(L"request", L"text", gameIdText, address, 4660);
+                                 const wchar_t* address = L"127.0.0.2", unsigned int port = 4660) {
+    host->QueryServer(L"request", L"text", gameIdText, address, port);
     host->WaitForThreads();
     AddLines();
     if (skipped > trace.size()) return {"<fewer calls and lines>"};
@@ -152,7 +152,7 @@ class FakeSockets {
   }
 
   const StreamCapture& log;
-  std::size_t mark = 0;
+  std::size_t mark = log.Mark();
   std::vector<std::string> trace;
   IMPORT_HOOK(socket) sockets;
   IMPORT_HOOK(bind) binds;
@@ -242,12 +242,41 @@ TEST_F(QueryCalls, AddressAndPortAreReadForTheConnection) {
   EXPECT_EQ(calls[6], kGoodQuery[3]);
 }
 
-// Whatever the system takes for a dotted address.
-TEST_F(QueryCalls, AddressIsReadByTheSystem) {
-  const std::vector<std::string> calls = sockets.Query(host, 0, L"1", L"127.1");
-  EXPECT_THAT(calls, testing::Contains(
-                         "AppLauncher::QueryThreadProc: Sending query challenge to 127.1:4660"));
-  EXPECT_THAT(calls, testing::Contains("connect(77, family 2, 127.0.0.1:4660, 16)"));
+// The address goes to the system as it is, and whatever the system takes for a dotted one is one. The
+// port is shown as a signed number, and 0 is one like any other.
+TEST_F(QueryCalls, AddressAndPortAreNotChecked) {
+  struct Target {
+    const wchar_t* address;
+    unsigned int port;
+    std::string shown;
+    std::string connected;
+  };
+  const Target targets[] = {
+      {L"127.1", 4660, "127.1:4660", "127.0.0.1:4660"},
+      {L"", 4660, ":4660", ""},
+      {L" 127.0.0.1 ", 4660, " 127.0.0.1 :4660", ""},
+      {L"127.0.0.1", 0, "127.0.0.1:0", "127.0.0.1:0"},
+      {L"127.0.0.1", 0xFFFF0007, "127.0.0.1:-65529", "127.0.0.1:7"},
+  };
+  std::vector<std::string> read;
+  IMPORT_HOOK(inet_addr)
+  addresses(host.Module(), [&](const char* text) {
+    read.emplace_back(text);
+    return addresses.CallOriginal(text);
+  });
+  for (const Target& target : targets) {
+    SCOPED_TRACE(target.shown);
+    FakeSockets target_sockets(host.Module(), log);
+    target_sockets.connectResult = -1;
+    const std::vector<std::string> calls =
+        target_sockets.Query(host, 0, L"1", target.address, target.port);
+    EXPECT_EQ(read.back(), Narrow(target.address));
+    EXPECT_THAT(calls,
+                testing::Contains("AppLauncher::QueryThreadProc: Sending query challenge to " +
+                                  target.shown));
+    EXPECT_THAT(
+        calls, testing::Contains(testing::StartsWith("connect(77, family 2, " + target.connected)));
+  }
 }
 
 TEST_F(QueryCalls, EachTextOfAResponseIsConvertedByTheSystem) {
@@ -296,21 +325,74 @@ TEST_F(QueryCalls, SocketIsClosedBeforeTheResponseIsDecoded) {
   ExpectResult(JsonWithoutData(L"ERROR_PROTOCOL_VERSION"));
 }
 
-TEST_F(QueryCalls, FailedBindLeavesTheStatusEmpty) {
-  sockets.bindResult = -1;
-  EXPECT_THAT(
-      sockets.Query(host, kUpToBind),
-      ElementsAre("WSAGetLastError()", "AppLauncher::QueryThreadProc: bind() failed with 00002745",
-                  "closesocket(77)"));
-  ExpectResult(JsonWithoutData(L""));
-}
-
-TEST_F(QueryCalls, FailedConnect) {
-  sockets.connectResult = -1;
-  EXPECT_THAT(sockets.Query(host, kUpToConnect),
-              ElementsAre("closesocket(77)", "WSAGetLastError()",
-                          "AppLauncher::QueryThreadProc: connect() failed with 00002745"));
-  ExpectResult(JsonWithoutData(L"ERROR_CONNECT_FAILED"));
+// A step that fails, and what follows the calls that a good query makes up to it.
+TEST_F(QueryCalls, Failures) {
+  struct Failure {
+    std::function<void(FakeSockets&)> arrange;
+    std::size_t upTo;
+    std::vector<std::string> rest;
+    const wchar_t* status;
+  };
+  const std::string error = "WSAGetLastError()";
+  const std::string close = "closesocket(77)";
+  // Where nothing else is said, the error is taken and the line written before the socket is closed.
+  const auto line = [&](const std::string& text) {
+    return std::vector<std::string>{error, "AppLauncher::QueryThreadProc: " + text + " 00002745",
+                                    close};
+  };
+  // These close the socket first.
+  const auto closedFirst = [&](const std::string& text) {
+    return std::vector<std::string>{close, error,
+                                    "AppLauncher::QueryThreadProc: " + text + " 00002745"};
+  };
+  const wchar_t* const notSent = L"ERROR_SENDTO_FAILED";
+  const wchar_t* const notReady = L"ERROR_SELECT_FAILED_OR_TIMEDOUT";
+  const wchar_t* const notReceived = L"ERROR_RECVFROM_FAILED";
+  std::vector<Failure> failures = {
+      {[](FakeSockets& with) { with.bindResult = -1; }, kUpToBind, line("bind() failed with"), L""},
+      {[](FakeSockets& with) { with.connectResult = -1; }, kUpToConnect,
+       closedFirst("connect() failed with"), L"ERROR_CONNECT_FAILED"},
+      {[](FakeSockets& with) { with.sendResults[0] = -1; }, kUpToChallenge,
+       closedFirst("sendto (of challenge) failed with result -1"), notSent},
+      {[](FakeSockets& with) { with.datagrams[0] = "abc"; },
+       kUpToFirstReceive,
+       {"NetMessage::SegmentRead: Attempting read 4 bytes from offset 0 from stream of 3 bytes",
+        close, "AppLauncher::QueryThreadWrap: Query request text (1) failed with exception"},
+       L"ERROR_MARSHALLING_EXCEPTION"},
+  };
+  for (const int sent : {-1, 0, 18, 20}) {
+    failures.push_back(
+        {[sent](FakeSockets& with) { with.sendResults[1] = sent; }, kUpToQuery,
+         line("sendto (of query request) failed with result " + std::to_string(sent)), notSent});
+  }
+  // A time-out is 0; exactly one socket must be ready. An empty datagram is a failure, too.
+  const std::string responses[] = {"challenge", "query"};
+  for (std::size_t step = 0; step < 2; ++step) {
+    const std::string response = " (of " + responses[step] + " response) failed with result ";
+    for (const int ready : {-1, 0, 2}) {
+      failures.push_back({[=](FakeSockets& with) { with.selectResults[step] = ready; },
+                          step == 0 ? kUpToFirstSelect : kUpToSecondSelect,
+                          line("select" + response + std::to_string(ready)), notReady});
+    }
+    for (const int received : {-1, 0}) {
+      failures.push_back({[=](FakeSockets& with) {
+                            with.datagrams[step] = "";
+                            with.receiveFailure = received;
+                          },
+                          step == 0 ? kUpToFirstReceive : kUpToSecondReceive,
+                          line("recvfrom" + response + std::to_string(received)), notReceived});
+    }
+  }
+  for (const Failure& failure : failures) {
+    SCOPED_TRACE(testing::PrintToString(failure.rest));
+    FakeSockets failing(host.Module(), log);
+    failure.arrange(failing);
+    std::vector<std::string> expected(
+        kGoodQuery.begin(), kGoodQuery.begin() + static_cast<std::ptrdiff_t>(failure.upTo));
+    expected.insert(expected.end(), failure.rest.begin(), failure.rest.end());
+    EXPECT_THAT(failing.Query(host), ElementsAreArray(expected));
+    ExpectResult(JsonWithoutData(failure.status));
+  }
 }
 
 TEST_F(QueryCalls, BadGameId) {
@@ -321,15 +403,6 @@ TEST_F(QueryCalls, BadGameId) {
   ExpectResult(JsonWithoutData(L"ERROR_CONNECT_INVALID_ARGUMENT"));
 }
 
-TEST_F(QueryCalls, FailedSendOfTheChallenge) {
-  sockets.sendResults[0] = -1;
-  EXPECT_THAT(sockets.Query(host, kUpToChallenge),
-              ElementsAre("closesocket(77)", "WSAGetLastError()",
-                          "AppLauncher::QueryThreadProc: sendto (of challenge) failed with result "
-                          "-1 00002745"));
-  ExpectResult(JsonWithoutData(L"ERROR_SENDTO_FAILED"));
-}
-
 TEST_F(QueryCalls, ChallengeThatIsSentInPartIsNoFailure) {
   for (const int sent : {0, 14, 16}) {
     sockets.sendResults = {sent, 19};
@@ -338,139 +411,6 @@ TEST_F(QueryCalls, ChallengeThatIsSentInPartIsNoFailure) {
     sockets.Query(host);
     ExpectResult(SmallResponseJson());
   }
-}
-
-TEST_F(QueryCalls, FailedSelectForTheChallenge) {
-  sockets.selectResults[0] = -1;
-  EXPECT_THAT(sockets.Query(host, kUpToFirstSelect),
-              ElementsAre("WSAGetLastError()",
-                          "AppLauncher::QueryThreadProc: select (of challenge response) failed "
-                          "with result -1 00002745",
-                          "closesocket(77)"));
-  ExpectResult(JsonWithoutData(L"ERROR_SELECT_FAILED_OR_TIMEDOUT"));
-}
-
-TEST_F(QueryCalls, TimeoutOfTheChallenge) {
-  sockets.selectResults[0] = 0;
-  EXPECT_THAT(sockets.Query(host, kUpToFirstSelect),
-              ElementsAre("WSAGetLastError()",
-                          "AppLauncher::QueryThreadProc: select (of challenge response) failed "
-                          "with result 0 00002745",
-                          "closesocket(77)"));
-  ExpectResult(JsonWithoutData(L"ERROR_SELECT_FAILED_OR_TIMEDOUT"));
-}
-
-TEST_F(QueryCalls, SelectMustTellExactlyOneSocket) {
-  sockets.selectResults[0] = 2;
-  EXPECT_THAT(sockets.Query(host, kUpToFirstSelect),
-              ElementsAre("WSAGetLastError()",
-                          "AppLauncher::QueryThreadProc: select (of challenge response) failed "
-                          "with result 2 00002745",
-                          "closesocket(77)"));
-  ExpectResult(JsonWithoutData(L"ERROR_SELECT_FAILED_OR_TIMEDOUT"));
-}
-
-TEST_F(QueryCalls, FailedReceiveOfTheChallenge) {
-  sockets.datagrams[0] = "";
-  EXPECT_THAT(sockets.Query(host, kUpToFirstReceive),
-              ElementsAre("WSAGetLastError()",
-                          "AppLauncher::QueryThreadProc: recvfrom (of challenge response) failed "
-                          "with result -1 00002745",
-                          "closesocket(77)"));
-  ExpectResult(JsonWithoutData(L"ERROR_RECVFROM_FAILED"));
-}
-
-TEST_F(QueryCalls, EmptyChallenge) {
-  sockets.datagrams[0] = "";
-  sockets.receiveFailure = 0;
-  EXPECT_THAT(sockets.Query(host, kUpToFirstReceive),
-              ElementsAre("WSAGetLastError()",
-                          "AppLauncher::QueryThreadProc: recvfrom (of challenge response) failed "
-                          "with result 0 00002745",
-                          "closesocket(77)"));
-  ExpectResult(JsonWithoutData(L"ERROR_RECVFROM_FAILED"));
-}
-
-TEST_F(QueryCalls, ShortChallengeClosesTheSocketOnce) {
-  sockets.datagrams[0] = "abc";
-  EXPECT_THAT(
-      sockets.Query(host, kUpToFirstReceive),
-      ElementsAre(
-          "NetMessage::SegmentRead: Attempting read 4 bytes from offset 0 from stream of 3 bytes",
-          "closesocket(77)",
-          "AppLauncher::QueryThreadWrap: Query request text (1) failed with exception"));
-  ExpectResult(JsonWithoutData(L"ERROR_MARSHALLING_EXCEPTION"));
-}
-
-TEST_F(QueryCalls, QueryMustBeSentWhole) {
-  std::size_t skipped = kUpToQuery;
-  for (const auto& [sent, number] :
-       {std::pair(-1, "-1"), std::pair(0, "0"), std::pair(18, "18"), std::pair(20, "20")}) {
-    SCOPED_TRACE(sent);
-    sockets.sendResults = {15, sent};
-    sockets.selectResults = {1};
-    sockets.datagrams = {BytesOf("\xA0\xB0\xC0\xD0")};
-    EXPECT_THAT(sockets.Query(host, skipped),
-                ElementsAre("WSAGetLastError()",
-                            std::string("AppLauncher::QueryThreadProc: sendto (of query request) "
-                                        "failed with result ") +
-                                number + " 00002745",
-                            "closesocket(77)"));
-    ExpectResult(JsonWithoutData(L"ERROR_SENDTO_FAILED"));
-    // The calls of the queries are written down one after another.
-    skipped += kUpToQuery + 3;
-  }
-}
-
-TEST_F(QueryCalls, FailedSelectForTheResponse) {
-  sockets.selectResults[1] = -1;
-  EXPECT_THAT(sockets.Query(host, kUpToSecondSelect),
-              ElementsAre("WSAGetLastError()",
-                          "AppLauncher::QueryThreadProc: select (of query response) failed with "
-                          "result -1 00002745",
-                          "closesocket(77)"));
-  ExpectResult(JsonWithoutData(L"ERROR_SELECT_FAILED_OR_TIMEDOUT"));
-}
-
-TEST_F(QueryCalls, TimeoutOfTheResponse) {
-  sockets.selectResults[1] = 0;
-  EXPECT_THAT(sockets.Query(host, kUpToSecondSelect),
-              ElementsAre("WSAGetLastError()",
-                          "AppLauncher::QueryThreadProc: select (of query response) failed with "
-                          "result 0 00002745",
-                          "closesocket(77)"));
-  ExpectResult(JsonWithoutData(L"ERROR_SELECT_FAILED_OR_TIMEDOUT"));
-}
-
-TEST_F(QueryCalls, SelectMustTellExactlyOneSocketForTheResponse) {
-  sockets.selectResults[1] = 2;
-  EXPECT_THAT(sockets.Query(host, kUpToSecondSelect),
-              ElementsAre("WSAGetLastError()",
-                          "AppLauncher::QueryThreadProc: select (of query response) failed with "
-                          "result 2 00002745",
-                          "closesocket(77)"));
-  ExpectResult(JsonWithoutData(L"ERROR_SELECT_FAILED_OR_TIMEDOUT"));
-}
-
-TEST_F(QueryCalls, FailedReceiveOfTheResponse) {
-  sockets.datagrams[1] = "";
-  EXPECT_THAT(sockets.Query(host, kUpToSecondReceive),
-              ElementsAre("WSAGetLastError()",
-                          "AppLauncher::QueryThreadProc: recvfrom (of query response) failed with "
-                          "result -1 00002745",
-                          "closesocket(77)"));
-  ExpectResult(JsonWithoutData(L"ERROR_RECVFROM_FAILED"));
-}
-
-TEST_F(QueryCalls, EmptyResponse) {
-  sockets.datagrams[1] = "";
-  sockets.receiveFailure = 0;
-  EXPECT_THAT(sockets.Query(host, kUpToSecondReceive),
-              ElementsAre("WSAGetLastError()",
-                          "AppLauncher::QueryThreadProc: recvfrom (of query response) failed with "
-                          "result 0 00002745",
-                          "closesocket(77)"));
-  ExpectResult(JsonWithoutData(L"ERROR_RECVFROM_FAILED"));
 }
 
 // As large as the buffer: the last byte is received, none behind it is written.
