@@ -62,7 +62,8 @@ class Block:
 
 def pages(repository):
     listed = subprocess.run(
-        ["find", ".", "-name", "build", "-prune", "-o", "-name", "*.md", "-print"],
+        ["find", ".", "(", "-name", "build", "-o", "-name", "node_modules", ")", "-prune",
+         "-o", "-name", "*.md", "-print"],
         cwd=repository, check=True, capture_output=True, text=True).stdout
     return sorted(pathlib.PurePath(name) for name in listed.split())
 

@@ -77,6 +77,7 @@ export class Launcher extends EventTarget {
   #options;
   #port = null;
   #nextId = HELLO_ID + 1;
+  #nextResult = 1;
   #waiting = new Map(); // id of a request -> {resolve, reject, timer}
   #results = new Map(); // id of a batch or query -> the same
   #closed = null;
@@ -208,7 +209,7 @@ export class Launcher extends EventTarget {
 
   /** The state of a game server. Rejects with the code "query_failed" unless it was understood. */
   async query({address, port, gameId}) {
-    const requestId = `query-${this.#nextId}`;
+    const requestId = `query-${this.#nextResult++}`;
     const params = {requestId, text: '', address, port, gameId: String(gameId)};
     const state = await this.#callForResult(requestId, 'queryServer', params);
     if (state.status !== 'SUCCESS') {
@@ -244,7 +245,7 @@ export class Launcher extends EventTarget {
   }
 
   #pingBatch(addresses) {
-    const batchId = `batch-${this.#nextId}`;
+    const batchId = `batch-${this.#nextResult++}`;
     return this.#callForResult(batchId, 'pingBatch', {batchId, addresses});
   }
 

@@ -64,8 +64,17 @@ export class Browser {
     return this.#driver.navigate().back();
   }
 
-  async click(selector) {
-    await (await this.#find(selector)).click();
+  /** The page may replace an element between being found and being clicked. */
+  click(selector) {
+    return this.#driver.wait(async () => {
+      try {
+        await (await this.#find(selector)).click();
+        return true;
+      } catch (error) {
+        if (error.name !== 'StaleElementReferenceError') throw error;
+        return false;
+      }
+    }, PATIENCE_MS);
   }
 
   /** Replaces what stands in a field, as a person would. */
