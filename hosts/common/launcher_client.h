@@ -33,8 +33,9 @@ class LauncherClient {
   explicit LauncherClient(const std::wstring& dllPath);
 
   /// Destroys the launcher, which waits for its workers, and frees the DLL. When results are
-  /// outstanding and have not come within half a second it does neither: a helper that hangs would hold
-  /// up the program for ever, so both are left to the end of the process, which is to follow soon.
+  /// outstanding and have not come within half a second it does neither: a helper that hangs would
+  /// hold up the program for ever, so both are left to the end of the process, which is to follow
+  /// soon.
   ~LauncherClient();
 
   LauncherClient(const LauncherClient&) = delete;
@@ -69,8 +70,9 @@ class LauncherClient {
   std::size_t OutstandingResults() const { return outstanding; }
 
  private:
-  /// For half a second at most. A worker that is just starting the helper needs the time: ended halfway,
-  /// it would leave a process behind whose first thread nobody resumes, and which stays for ever.
+  /// For half a second at most. A worker that is just starting the helper needs the time: ended
+  /// halfway, it would leave a process behind whose first thread nobody resumes, and which stays for
+  /// ever.
   void WaitForLastResults();
   static void Notify(void* plugin);
   std::string Take(IString* text);
