@@ -16,8 +16,8 @@
 ///   None of them may be null, except where a slot says so.
 /// * A text result is an `IString` and goes back through `FreeString`; an event
 ///   is an `IEventInfo` and goes back through `FreeEvent`.
-/// * Unless a slot says otherwise, call the interface from one thread: the one
-///   that created the launcher. No slot waits for a game, a server or the
+/// * Each slot names the threads that may call it: the "host's thread" is the
+///   one that created the launcher. No slot waits for a game, a server or the
 ///   network, except `WaitForThreads` and the destruction of the launcher.
 ///   (`Launch` shows a message box when Windows refuses to start the helper,
 ///   and returns when the user has closed it.)
@@ -103,11 +103,15 @@ class IEventInfo {
 /// Called by the launcher once for every event that it has queued, with the
 /// pointer that was given to `CreateLauncher`.
 ///
-/// It runs on the thread that queued the event (a worker thread for ping and
-/// query results) and under the launcher's lock. It may call `GetNextEvent`,
-/// `PostEvent` or `PollApps` on that same thread, but must never wait for
-/// another thread that uses the launcher. The usual notifier only sets an event
-/// or posts a message, and the host drains the queue later on its own thread.
+/// It runs under the launcher's lock, on the thread that queued the event: on a
+/// worker thread of the DLL for ping and query results, on the host's thread for
+/// "StateChanged" and a game's commands (inside `Launch` and `PollApps`), on the
+/// caller's for `PostEvent`. On any of them it may call `PostEvent`,
+/// `GetNextEvent`, `FreeEvent` and `FreeString`; on the host's thread also
+/// `PollApps` and `SendCommand`. The pipes belong to that thread: polling them on
+/// another crashes or hangs. It must never wait for another thread that uses the
+/// launcher. The usual notifier only sets an event or posts a message, and the
+/// host drains the queue later on its own thread.
 typedef void (*NotifyCallback)(void* plugin);
 
 /// The launcher. `appId` is one of "TAVR-GAME", "TAMSIN-BETA2-GAME",
@@ -138,7 +142,7 @@ class ILauncher {
 
   /// Slot 4. Waits, without a time limit, until every ping batch and server query
   /// that was started has posted its result. No batch or query may be started
-  /// meanwhile.
+  /// meanwhile. Host's thread, not inside the notifier.
   virtual void WaitForThreads() = 0;
 
   /// Slot 5. Measures the round-trip times to `count` addresses (dotted IPv4
@@ -147,44 +151,47 @@ class ILauncher {
   /// a JSON array with an "ipAddress" and a "roundTripMSEC" (milliseconds; 0 when
   /// the helper gave none) for each address, in the order given. At most the
   /// first 256 addresses get a time. Throws std::bad_alloc when memory runs out
-  /// and std::length_error when the list of worker threads is full.
+  /// and std::length_error when the list of worker threads is full. Host's
+  /// thread.
   virtual bool PingBatch(const wchar_t* batchId, const wchar_t* const* addresses,
                          unsigned long long count) = 0;
 
   /// Slot 6. Whether the application is installed, looked up afresh. False for an
-  /// unknown identifier.
+  /// unknown identifier. Host's thread.
   virtual bool IsInstalled(const wchar_t* appId) = 0;
 
   /// Slot 7. For a game the text of its "version.json", for the store client its
   /// registered version; "NOT_INSTALLED" when it is not installed;
-  /// "INVALID_APP_ID" for an unknown identifier.
+  /// "INVALID_APP_ID" for an unknown identifier. Host's thread.
   virtual IString* GetVersion(const wchar_t* appId) = 0;
 
   /// Slot 8. The value of a parameter, an empty text when it is not set or the
   /// identifier is unknown. Written by the library on each look-up of the
   /// installation: "APP_VERSION", "PUNKBUSTER_INSTALLED", "EXPANSIONS_INSTALLED".
   /// Computed by the store client: "OstrelLocalHostEnabled" ("true" or "false").
+  /// Host's thread.
   virtual IString* GetParameter(const wchar_t* appId, const wchar_t* key) = 0;
 
   /// Slot 9. For an installed game its parameter "EXTRA_ARGUMENTS", for the store
   /// client an empty text; "NOT_INSTALLED" for a game that is not installed;
-  /// "INVALID_APP_ID" for an unknown identifier.
+  /// "INVALID_APP_ID" for an unknown identifier. Host's thread.
   virtual IString* GetExtraArguments(const wchar_t* appId) = 0;
 
   /// Slot 10. The version of this library, the text of `g_LauncherVersion`.
+  /// Host's thread.
   virtual IString* GetLauncherVersion() = 0;
 
   /// Slot 11. Sends a command to the running game over its pipe. The arguments
   /// are joined by blanks up to the first empty one (`arg0` is always taken).
   /// True when the game's pipe is connected, which `PollApps` does; not a proof
   /// that the game has read the command. False for an unknown identifier, for
-  /// the store client and when not connected.
+  /// the store client and when not connected. Host's thread.
   virtual bool SendCommand(const wchar_t* appId, const wchar_t* command, const wchar_t* arg0,
                            const wchar_t* arg1, const wchar_t* arg2, const wchar_t* arg3) = 0;
 
   /// Slot 12. Ends one running process of the game. True when such a process was
   /// found and could be opened. False for an unknown identifier and for the store
-  /// client. `flag` has no effect.
+  /// client. `flag` has no effect. Host's thread.
   virtual bool Kill(const wchar_t* appId, bool flag) = 0;
 
   /// Slot 13. Asks the helper program to start the application: `text0` is the
@@ -192,17 +199,18 @@ class ILauncher {
   /// to the helper as "YES" or "NO" and has no effect for the store client;
   /// `text1` to `text4` have no effect. True when the helper was started; a game
   /// then posts "StateChanged" with "PENDING". False for an unknown identifier.
+  /// Host's thread.
   virtual bool Launch(const wchar_t* appId, const wchar_t* text0, bool flag, const wchar_t* text1,
                       const wchar_t* text2, const wchar_t* text3, const wchar_t* text4) = 0;
 
   /// Slot 14. Whether a process of the game runs. False for an unknown
-  /// identifier and for the store client.
+  /// identifier and for the store client. Host's thread.
   virtual bool IsRunning(const wchar_t* appId) = 0;
 
   /// Slot 15. Sets a parameter and returns true; false for an unknown identifier.
   /// Read by the games: "probeMethod" ("path", or the registry for anything
   /// else), "registryKey", "binaryName", "workingDirectory", "binaryPath",
-  /// "EXTRA_ARGUMENTS".
+  /// "EXTRA_ARGUMENTS". Host's thread.
   virtual bool SetParameter(const wchar_t* appId, const wchar_t* key, const wchar_t* value) = 0;
 
   /// Slot 16. Asks the game server at `address` (dotted IPv4 text) and `port`
@@ -211,7 +219,7 @@ class ILauncher {
   /// "QueryServerResult" event: `source` is `requestId`, `arg0` is
   /// `requestText2`, `arg1` a JSON object whose "status" is "SUCCESS" or names
   /// the failure. At most about two seconds pass until then. Throws
-  /// std::length_error when the list of worker threads is full.
+  /// std::length_error when the list of worker threads is full. Host's thread.
   virtual void QueryServer(const wchar_t* requestId, const wchar_t* requestText2,
                            const wchar_t* gameIdText, const wchar_t* address,
                            unsigned int port) = 0;
@@ -219,12 +227,13 @@ class ILauncher {
   /// Slot 17. One step of every application's pipe: connects to a game that has
   /// opened its pipe ("READY"), moves commands both ways, notices a game that is
   /// gone ("GAMEISGONE"). Nothing of this happens unless the host calls here, a
-  /// few times a second.
+  /// few times a second. Host's thread.
   virtual void PollApps() = 0;
 
   /// Slot 18. Destroys the launcher; bit 0 of `flags` also frees its memory.
   /// Returns the address of the object. Hosts call `DestroyLauncher` instead. The
-  /// slot is what a compiler with Microsoft's C++ ABI calls for a `delete`.
+  /// slot is what a compiler with Microsoft's C++ ABI calls for a `delete`. Host's
+  /// thread, not inside the notifier.
   virtual void* Destroy(unsigned int flags) = 0;
 
  protected:

@@ -12,8 +12,9 @@
  *   launcher->slots->FreeString(launcher, version);
  *   DestroyLauncher(launcher);
  *
- * What each slot does, who owns what, which thread may call, and what a failure
- * looks like stands in launcher.h beside the slot of the same name.
+ * launcher.h says beside the slot of the same name what it does, who owns what,
+ * which threads and whether the notifier may call it, and what a failure looks
+ * like.
  */
 #ifndef LAUNCHER_LAUNCHER_C_H_
 #define LAUNCHER_LAUNCHER_C_H_
