@@ -47,7 +47,8 @@ set(LAUNCHER_WINDOWS_SOURCES
 # Only in the DLL itself: what its C++ run-time is replaced by, the version resource and the list of
 # exports. Programs that link the objects keep the compiler's own run-time.
 set(LAUNCHER_DLL_SOURCES
-    core/runtime/exception_memory.cpp
+    core/runtime/stack_guard.cpp
+    core/runtime/thread_exceptions.cpp
     core/launcher/launcher.def
     core/launcher/launcher.rc)
 
