@@ -12,12 +12,11 @@ file(GLOB gcc_folder LIST_DIRECTORIES true /usr/lib/gcc/x86_64-w64-mingw32/*-pos
 set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES
     "${gcc_folder}/include/c++" "${gcc_folder}/include/c++/x86_64-w64-mingw32"
     "${gcc_folder}/include/c++/backward")
-# Variables of a thread as GCC lays them out: std::call_once has some in libstdc++.
-set(CMAKE_CXX_FLAGS_INIT -femulated-tls)
-# libstdc++ needs libpthread, which only GCC itself adds to the link. It also has a copy of its own of
-# what its headers let the compiler emit in every object (the comparison of two type_infos); GNU ld takes
-# the first definition, lld does so only when asked.
+# Variables of a thread as GCC lays them out: std::call_once has some in libstdc++. The comparison of two
+# type_infos is that of libstdc++.a, as for GCC here; compiled into every object it would be defined twice.
+set(CMAKE_CXX_FLAGS_INIT "-femulated-tls -D__GXX_TYPEINFO_EQUALITY_INLINE=0")
+# libstdc++ needs libpthread, which only GCC itself adds to the link.
 foreach(kind EXE SHARED)
   set(CMAKE_${kind}_LINKER_FLAGS_INIT
-      "-fuse-ld=lld -L${gcc_folder} -lpthread -Wl,--allow-multiple-definition")
+      "-fuse-ld=lld -L${gcc_folder} -lpthread")
 endforeach()

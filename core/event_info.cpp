@@ -1,8 +1,7 @@
 #include "core/event_info.h"
 
+#include <algorithm>
 #include <new>
-
-#include "core/short_copy.h"
 
 namespace launcher {
 namespace {
@@ -11,7 +10,7 @@ namespace {
 const wchar_t* Place(std::wstring_view text, const wchar_t* empty, wchar_t*& cursor) {
   if (text.empty()) return empty;
   const wchar_t* const placed = cursor;
-  cursor = CopyShort(text.data(), text.size(), cursor);
+  cursor = std::copy(text.begin(), text.end(), cursor);
   *cursor++ = L'\0';
   return placed;
 }

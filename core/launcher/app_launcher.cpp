@@ -42,21 +42,29 @@ void StartSockets() {
   }
 }
 
-// Runs one slot's work so that no exception reaches the host, which may be written in any language.
-template <typename Result, typename Work>
-Result Guarded(Result onFailure, const Work& work) noexcept {
+// No exception reaches the host, which may be written in any language: a slot that runs out of memory
+// answers null or false.
+template <typename Text>
+IString* NewString(const Text& text) noexcept {
   try {
-    return work();
+    return new AppString(text());
   } catch (...) {
-    return onFailure;
+    return nullptr;
   }
 }
 
-template <typename Work>
-IString* GuardedString(const Work& work) noexcept {
-  return Guarded<IString*>(nullptr, [&] {
-    return new AppString(work());  // NOLINT(bugprone-unhandled-exception-at-new): Guarded catches.
-  });
+template <typename Call>
+bool Ask(BaseApp* app, const Call& call) noexcept {
+  try {
+    return app != nullptr && call(*app);
+  } catch (...) {
+    return false;
+  }
+}
+
+template <typename Call>
+IString* AskText(BaseApp* app, const wchar_t* unknown, const Call& call) noexcept {
+  return NewString([&]() -> std::wstring { return app == nullptr ? unknown : call(*app); });
 }
 
 }  // namespace
@@ -117,7 +125,7 @@ void AppLauncher::PostStateChange(const wchar_t* appId, const wchar_t* state) {
                   nullptr, nullptr);
 }
 
-// The one place where an event is queued and the host told.
+// The one place where an event is queued and the host is notified.
 void AppLauncher::QueueEvent(EventPtr event) {
   const CriticalSectionGuard guard(*lock);
   events.Push(std::move(event));
@@ -151,73 +159,50 @@ bool AppLauncher::PingBatch(const wchar_t* batchId, const wchar_t* const* addres
 }
 
 bool AppLauncher::IsInstalled(const wchar_t* appId) {
-  return Guarded(false, [&] {
-    BaseApp* const app = FindApp(appId);
-    return app != nullptr && app->IsInstalled();
-  });
+  return Ask(FindApp(appId), [](BaseApp& app) { return app.IsInstalled(); });
 }
 
 IString* AppLauncher::GetVersion(const wchar_t* appId) {
-  return GuardedString([&]() -> std::wstring {
-    BaseApp* const app = FindApp(appId);
-    return app == nullptr ? L"INVALID_APP_ID" : app->GetVersion();
-  });
+  return AskText(FindApp(appId), L"INVALID_APP_ID", [](BaseApp& app) { return app.GetVersion(); });
 }
 
 IString* AppLauncher::GetParameter(const wchar_t* appId, const wchar_t* key) {
-  return GuardedString([&]() -> std::wstring {
-    BaseApp* const app = FindApp(appId);
-    return app == nullptr ? L"" : app->GetParameter(key);
-  });
+  return AskText(FindApp(appId), L"", [=](BaseApp& app) { return app.GetParameter(key); });
 }
 
 IString* AppLauncher::GetExtraArguments(const wchar_t* appId) {
-  return GuardedString([&]() -> std::wstring {
-    BaseApp* const app = FindApp(appId);
-    return app == nullptr ? L"INVALID_APP_ID" : app->GetExtraArguments();
-  });
+  return AskText(FindApp(appId), L"INVALID_APP_ID",
+                 [](BaseApp& app) { return app.GetExtraArguments(); });
 }
 
 IString* AppLauncher::GetLauncherVersion() {
-  return GuardedString([]() -> std::wstring { return LAUNCHER_VERSION_WIDE; });
+  return NewString([] { return LAUNCHER_VERSION_WIDE; });
 }
 
 bool AppLauncher::SendCommand(const wchar_t* appId, const wchar_t* command, const wchar_t* arg0,
                               const wchar_t* arg1, const wchar_t* arg2, const wchar_t* arg3) {
-  return Guarded(false, [&] {
-    BaseApp* const app = FindApp(appId);
-    return app != nullptr && app->SendCommand(command, arg0, arg1, arg2, arg3);
-  });
+  return Ask(FindApp(appId),
+             [=](BaseApp& app) { return app.SendCommand(command, arg0, arg1, arg2, arg3); });
 }
 
 bool AppLauncher::Kill(const wchar_t* appId, bool flag) {
-  return Guarded(false, [&] {
-    BaseApp* const app = FindApp(appId);
-    return app != nullptr && app->Kill(flag);
-  });
+  return Ask(FindApp(appId), [=](BaseApp& app) { return app.Kill(flag); });
 }
 
 bool AppLauncher::Launch(const wchar_t* appId, const wchar_t* text0, bool flag,
                          const wchar_t* text1, const wchar_t* text2, const wchar_t* text3,
                          const wchar_t* text4) {
-  return Guarded(false, [&] {
-    BaseApp* const app = FindApp(appId);
-    return app != nullptr && app->Launch(text0, flag, text1, text2, text3, text4);
-  });
+  return Ask(FindApp(appId),
+             [=](BaseApp& app) { return app.Launch(text0, flag, text1, text2, text3, text4); });
 }
 
 bool AppLauncher::IsRunning(const wchar_t* appId) {
-  return Guarded(false, [&] {
-    BaseApp* const app = FindApp(appId);
-    return app != nullptr && app->IsRunning();
-  });
+  return Ask(FindApp(appId), [](BaseApp& app) { return app.IsRunning(); });
 }
 
 bool AppLauncher::SetParameter(const wchar_t* appId, const wchar_t* key, const wchar_t* value) {
-  return Guarded(false, [&] {
-    BaseApp* const app = FindApp(appId);
-    if (app == nullptr) return false;
-    app->SetParameter(key, value);
+  return Ask(FindApp(appId), [=](BaseApp& app) {
+    app.SetParameter(key, value);
     return true;
   });
 }
@@ -237,10 +222,10 @@ void AppLauncher::QueryServer(const wchar_t* requestId, const wchar_t* requestTe
 void AppLauncher::PollApps() {
   for (const auto& [id, app] : apps) {
     // An application that runs out of memory must not keep the others from being polled.
-    static_cast<void>(Guarded(false, [&app = *app] {
-      app.Poll();
+    Ask(app.get(), [](BaseApp& polled) {
+      polled.Poll();
       return true;
-    }));
+    });
   }
 }
 

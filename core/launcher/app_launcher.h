@@ -25,7 +25,7 @@ class AppLauncher final : public ILauncher, public EventSink {
  public:
   static constexpr unsigned int kFreeMemory = 1;
 
-  /// Opens the debug console when asked to, makes the applications, starts Windows Sockets once per
+  /// Opens the debug console when KOVLAUNCH_DEBUG asks for it, makes the applications, starts Windows Sockets once per
   /// process and announces the launcher to all top-level windows. Throws std::bad_alloc.
   AppLauncher(void* hostPlugin, NotifyCallback hostNotifier);
   AppLauncher(const AppLauncher&) = delete;

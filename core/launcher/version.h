@@ -1,5 +1,5 @@
 // The launcher's version, written once. Read by the C++ sources and by the resource compiler, so
-// nothing but preprocessor lines may stand here.
+// nothing but preprocessor lines may be here.
 #ifndef LAUNCHER_CORE_LAUNCHER_VERSION_H_
 #define LAUNCHER_CORE_LAUNCHER_VERSION_H_
 
