@@ -1,5 +1,6 @@
 // Measures a diagnostic line. Standard error has to be a file: under Wine the null device is dearer
 // than any file.
+#include <cstdio>
 #include <string>
 
 #include "bench/measure.h"
@@ -7,6 +8,7 @@
 #include "core/windows_api.h"
 
 int main() {
+  std::setvbuf(stderr, nullptr, _IONBF, 0);
   const std::string finished = "BaseApp::SetParameter: Setting parameter APP_VERSION to 1.2.3.4\n";
   const HANDLE file = GetStdHandle(STD_ERROR_HANDLE);
   const auto writeFinished = [&] {

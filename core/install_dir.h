@@ -6,7 +6,7 @@
 
 namespace launcher {
 
-/// The installation directory: the environment variable KOVLAUNCH_INSTDIR as it stands, else the
+/// The installation directory: the environment variable KOVLAUNCH_INSTDIR unchanged, else the
 /// default value of the plug-in's registry key, else an empty text. Looked up afresh on each call.
 std::wstring GetPluginInstallDir();
 

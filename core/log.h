@@ -2,9 +2,11 @@
 // texts to its standard output. No levels, no switch; a line becomes visible when the host redirects
 // the stream or when the debug console is open.
 //
-// Each call formats in memory and hands the finished text to the stream by one write, so that lines
-// of different threads never mix. Wide text is written as UTF-8, narrow text as it stands. Nothing
-// here throws: when memory for a long line cannot be had, the line is written as far as it fits.
+// Each call puts its text together in memory and hands it to the stream of the C run-time by one call
+// under the stream's lock, so that lines of different threads, or the host's own, never mix. Buffer,
+// mode, position and redirection are the stream's; a closed stream takes nothing. Wide text is written
+// as UTF-8, narrow text unchanged. Nothing here throws: when there is no memory for a long line, as
+// much of it is written as fits.
 //
 // "%s" takes a narrow string in a narrow format and a wide string in a wide format.
 #ifndef LAUNCHER_CORE_LOG_H_

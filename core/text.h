@@ -18,7 +18,7 @@ std::wstring Utf8ToWide(const std::string& narrow);
 constexpr std::size_t WideCapacity(std::size_t narrowSize) { return narrowSize + 2; }
 
 /// As `Utf8ToWide`, but into memory of the caller's, `WideCapacity(narrow.size())` characters. A
-/// zero byte must stand behind `narrow`. Returns the length of the text, which is terminated.
+/// zero byte must follow `narrow`. Returns the length of the text, which is terminated.
 std::size_t Utf8ToWide(std::string_view narrow, wchar_t* wide);
 
 }  // namespace launcher

@@ -21,7 +21,7 @@ FILE* Runtime(StreamCapture::Stream stream) {
 }  // namespace
 
 StreamCapture::StreamCapture(Stream captured)
-    : descriptor(_fileno(Runtime(captured))), savedDescriptor(kNoDescriptor) {
+    : stream(captured), descriptor(_fileno(Runtime(captured))), savedDescriptor(kNoDescriptor) {
   fflush(Runtime(captured));
   const std::wstring file = directory.WriteFile(L"stream.txt", "");
   reader.Reset(CreateFileW(file.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
@@ -37,6 +37,7 @@ StreamCapture::StreamCapture(Stream captured)
 }
 
 std::string StreamCapture::Text(std::size_t mark) const {
+  if (savedDescriptor != kNoDescriptor) fflush(Runtime(stream));
   LARGE_INTEGER size;
   if (!GetFileSizeEx(reader.Get(), &size)) ThrowLastError("GetFileSizeEx");
   const auto length = static_cast<std::size_t>(size.QuadPart);
@@ -63,7 +64,7 @@ bool StreamCapture::WaitForText(const std::string& part, DWORD timeoutMs, std::s
 
 void StreamCapture::Stop() {
   if (savedDescriptor == kNoDescriptor) return;
-  fflush(descriptor == _fileno(stdout) ? stdout : stderr);
+  fflush(Runtime(stream));
   _dup2(savedDescriptor, descriptor);
   _close(savedDescriptor);
   savedDescriptor = kNoDescriptor;

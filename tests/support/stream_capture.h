@@ -12,7 +12,8 @@ namespace test_support {
 
 /// Sends standard error or standard output to a file for a scope. The DLL shares the C runtime with
 /// the test program, so redirecting the runtime's descriptor redirects the DLL's lines; the file is
-/// in binary mode, so the bytes come back as they were written. Threads may write meanwhile; begin
+/// in binary mode, so the bytes come back as they were written, and the stream's buffer is flushed
+/// before they are read. Threads may write meanwhile; begin
 /// and end it while none does. Messages of failed expectations go to standard output: keep captures
 /// of that stream short.
 class StreamCapture {
@@ -38,6 +39,7 @@ class StreamCapture {
 
  private:
   TempDirectory directory;
+  Stream stream;
   int descriptor;
   int savedDescriptor;
   ScopedHandle reader;

@@ -40,6 +40,7 @@ class LogCapture {
   LogCapture(const LogCapture&) = delete;
   LogCapture& operator=(const LogCapture&) = delete;
   ~LogCapture() {
+    fflush(stderr);
     _dup2(savedError, _fileno(stderr));
     _close(savedError);
     _close(file);
@@ -47,6 +48,7 @@ class LogCapture {
 
   /// The lines since the beginning or the last call, as UTF-8.
   std::string Take() {
+    fflush(stderr);
     // The descriptors share one position in the file.
     const long end = _lseek(file, 0, SEEK_END);
     std::string text(static_cast<std::size_t>(end - taken), '\0');

@@ -1,15 +1,16 @@
 // The diagnostic log as the process's standard streams show it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <io.h>
+#include <stdio.h>
 
 #include <map>
 #include <thread>
 
 #include "tests/support/dll_host.h"
-#include "tests/support/environment_variable.h"
 #include "tests/support/import_redirector.h"
 #include "tests/support/line_hook.h"
+#include "tests/support/log_of.h"
+#include "tests/support/pipe_server.h"
 #include "tests/support/stream_capture.h"
 #include "tests/support/text.h"
 
@@ -17,83 +18,71 @@ namespace test_support {
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::SizeIs;
 
 class CoreLog : public testing::Test {
  protected:
+  // What the log shows of a value; a parameter is the shortest way from the host's text to the log.
+  std::string Logged(const std::wstring& value) {
+    return LogOf([&] { host->SetParameter(L"TAVR-GAME", L"key", value.c_str()); });
+  }
+
+  static std::string Line(const std::string& value) {
+    return "BaseApp::SetParameter: Setting parameter key to " + value + "\n";
+  }
+
   DllHost host;
 };
 
-// A wide line; the game's parameters are the shortest way from the host's text to the log.
 TEST_F(CoreLog, WritesWideTextAsUtf8) {
-  const StreamCapture errors;
-  host->SetParameter(L"TAVR-GAME", L"\u00E9\u20AC", L"\U0001F600\U0010FFFF");
-  EXPECT_EQ(errors.Text(),
-            "BaseApp::SetParameter: Setting parameter \xC3\xA9\xE2\x82\xAC to "
-            "\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF\n");
+  EXPECT_EQ(Logged(L"\x01\x7F\u0080\u07FF\u0800\uD7FF\uE000\uFFFF\U00010000\U0010FFFF"),
+            Line("\x01\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBF"
+                 "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"));
+  // Surrogates without a partner.
+  EXPECT_EQ(Logged(L"\xD800x\xDC00\xDBFF"), Line("\xEF\xBF\xBDx\xEF\xBF\xBD\xEF\xBF\xBD"));
 }
 
 TEST_F(CoreLog, DoesNotInterpretTheTextsItWrites) {
-  const StreamCapture errors;
-  host->SetParameter(L"TAVR-GAME", L"%s%n%d", L"100% %p");
-  EXPECT_EQ(errors.Text(), "BaseApp::SetParameter: Setting parameter %s%n%d to 100% %p\n");
+  EXPECT_EQ(Logged(L"%s%n%d 100% %p"), Line("%s%n%d 100% %p"));
 }
 
-TEST_F(CoreLog, EndsLinesWithALineFeedAlone) {
-  const StreamCapture errors;
-  host->SetParameter(L"TAVR-GAME", L"key", L"value");
-  host.GetParameter(L"TAVR-GAME", L"key");
-  EXPECT_EQ(errors.Text(),
-            "BaseApp::SetParameter: Setting parameter key to value\n"
-            "BaseApp::GetParameter: Return paramter key => value\n");
-}
-
-// Lengths around those at which a formatter may change its memory.
+// Lengths around those at which a line needs other memory.
 TEST_F(CoreLog, WritesLinesOfAnyLengthWhole) {
-  for (const std::size_t length : {400u, 456u, 457u, 458u, 459u, 460u, 461u, 462u, 463u, 464u, 465u,
-                                   511u, 512u, 513u, 1023u, 1024u, 1025u, 4096u, 100000u}) {
-    const StreamCapture errors;
-    const std::wstring value(length, L'x');
-    host->SetParameter(L"TAVR-GAME", L"key", value.c_str());
-    EXPECT_EQ(errors.Text(),
-              "BaseApp::SetParameter: Setting parameter key to " + std::string(length, 'x') + "\n")
-        << length;
+  for (const std::size_t length : {0u, 400u, 462u, 463u, 464u, 465u, 512u, 513u, 4096u, 100000u}) {
+    EXPECT_EQ(Logged(std::wstring(length, L'x')), Line(std::string(length, 'x'))) << length;
+    std::string euros;
+    for (std::size_t i = 0; i < length; ++i) euros += "\xE2\x82\xAC";
+    EXPECT_EQ(Logged(std::wstring(length, L'\u20AC')), Line(euros)) << length;
   }
 }
 
-TEST_F(CoreLog, WritesLongLinesOfWideLettersWhole) {
-  for (const std::size_t length : {400u, 460u, 512u, 5000u}) {
-    const StreamCapture errors;
-    std::string encoded;
-    std::wstring value;
-    for (std::size_t i = 0; i < length; ++i) {
-      value += L'\u20AC';
-      encoded += "\xE2\x82\xAC";
-    }
-    host->SetParameter(L"TAVR-GAME", L"key", value.c_str());
-    EXPECT_EQ(errors.Text(), "BaseApp::SetParameter: Setting parameter key to " + encoded + "\n")
-        << length;
+TEST_F(CoreLog, WritesTheBeginningOfALineForWhichThereIsNoMemory) {
+  const std::wstring key(90000, L'x');
+  // The key's own copies take 180,002 bytes; a line and its bytes take more.
+  for (const std::size_t limit : {180010u, 250000u}) {
+    ImportHook<"malloc", void*(std::size_t)> allocations(host.Module());
+    allocations.SetReplacement(
+        [&](std::size_t size) { return size > limit ? nullptr : allocations.CallOriginal(size); });
+    const std::string logged = LogOf([&] { host.GetParameter(L"TAVR-GAME", key.c_str()); });
+    EXPECT_THAT(logged, testing::StartsWith("BaseApp::GetParameter: Parameter xxx"));
+    EXPECT_LT(logged.size(), 1000u);
   }
 }
 
-// So that lines of several threads cannot mix.
-TEST_F(CoreLog, WritesEachLineByOneWrite) {
-  std::vector<std::string> writes;
-  const LineHook write(host.Module(), [&](const std::string& line) { writes.push_back(line); });
-  const std::wstring longValue(10000, L'x');
+// So that lines of several threads, or of the host, cannot mix.
+TEST_F(CoreLog, HandsEachLineToItsStreamWhole) {
+  std::vector<std::string> lines;
+  const LineHook hook(host.Module(), [&](const std::string& line, FILE* stream) {
+    EXPECT_EQ(stream, stderr);
+    lines.push_back(line);
+  });
   host->SetParameter(L"TAVR-GAME", L"key", L"value");
-  host->SetParameter(L"TAVR-GAME", L"key", longValue.c_str());
-  host.GetParameter(L"TAVR-GAME", L"none");
-  EXPECT_THAT(writes,
-              ElementsAre("BaseApp::SetParameter: Setting parameter key to value\n",
-                          "BaseApp::SetParameter: Setting parameter key to " +
-                              std::string(10000, 'x') + "\n",
-                          "BaseApp::GetParameter: Parameter none not set, returning empty\n"));
+  host->SetParameter(L"TAVR-GAME", L"key", std::wstring(10000, L'x').c_str());
+  EXPECT_THAT(lines, ElementsAre(Line("value"), Line(std::string(10000, 'x'))));
 }
 
-// Each thread has an application of its own, as the host's contract asks.
-TEST_F(CoreLog, KeepsTheLinesOfEightThreadsApart) {
+// Each thread has an application of its own, as the host's contract asks; the host prints, too.
+TEST_F(CoreLog, KeepsTheLinesOfThreadsApart) {
   constexpr int kLinesEach = 200;
   const StreamCapture errors;
   std::vector<std::thread> threads;
@@ -103,10 +92,12 @@ TEST_F(CoreLog, KeepsTheLinesOfEightThreadsApart) {
       for (int i = 0; i < kLinesEach; ++i) host->SetParameter(id, id, value.c_str());
     });
   }
+  for (int i = 0; i < kLinesEach; ++i) fputs("the host's line\n", stderr);
   for (std::thread& thread : threads) thread.join();
   std::map<std::string, int> counts;
   for (const std::string& line : Lines(errors.Text())) ++counts[line];
-  ASSERT_THAT(counts, SizeIs(8));
+  ASSERT_THAT(counts, SizeIs(9));
+  EXPECT_EQ(counts["the host's line"], kLinesEach);
   for (const wchar_t* const id : kAllAppIds) {
     EXPECT_EQ(counts["BaseApp::SetParameter: Setting parameter " + Narrow(id) + " to " +
                      std::string(300, 'x')],
@@ -114,57 +105,32 @@ TEST_F(CoreLog, KeepsTheLinesOfEightThreadsApart) {
   }
 }
 
-TEST_F(CoreLog, GoesToStandardErrorAlone) {
-  StreamCapture output(StreamCapture::Stream::kOutput);
-  const StreamCapture errors;
-  host->SetParameter(L"TAVR-GAME", L"key", L"value");
-  host.Destroy();
-  output.Stop();
-  EXPECT_EQ(output.Text(), "");
-  EXPECT_THAT(Lines(errors.Text()), SizeIs(10));
-}
-
-TEST_F(CoreLog, IsWrittenWhateverTheDebugVariableSays) {
-  for (const std::optional<std::wstring>& value :
-       {std::optional<std::wstring>(), std::optional<std::wstring>(L"0"),
-        std::optional<std::wstring>(L"1")}) {
-    const EnvironmentVariable debug(L"KOVLAUNCH_DEBUG", value);
-    const StreamCapture errors;
-    host->SetParameter(L"TAVR-GAME", L"key", L"value");
-    EXPECT_EQ(errors.Text(), "BaseApp::SetParameter: Setting parameter key to value\n");
-  }
-}
-
-// A plug-in process without a console was started without streams, and may be given some later.
-TEST(CoreLogWithoutRuntimeStreams, GoesToTheProcessesStandardHandles) {
-  const EnvironmentVariable debug(L"KOVLAUNCH_DEBUG", std::nullopt);
+// A launcher's life with everything that goes to standard output.
+TEST(CoreLogOutput, IsThreeTextsInAll) {
+  PipeServer game(LR"(\\.\pipe\solano_pellmar)");
   DllHost host(DllHost::Creation::kLater);
-  IMPORT_HOOK(_get_osfhandle) runtime(host.Module());
-  runtime.FailAlways(-1);
-  std::map<DWORD, std::string> texts;
-  IMPORT_HOOK(GetStdHandle)
-  standard(host.Module(),
-           [](DWORD which) { return reinterpret_cast<HANDLE>(std::uintptr_t{which}); });
-  IMPORT_HOOK(WriteFile)
-  write(host.Module(),
-        [&](HANDLE file, const void* bytes, DWORD size, DWORD* written, OVERLAPPED*) -> WINBOOL {
-          const auto which = static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(file));
-          texts[which].append(static_cast<const char*>(bytes), size);
-          *written = size;
-          return TRUE;
-        });
+  std::vector<std::string> texts;
+  const LineHook lines(host.Module(), [&](const std::string& text, FILE* stream) {
+    if (stream == stdout) texts.push_back(text);
+  });
   host.Create();
-  EXPECT_EQ(texts[STD_OUTPUT_HANDLE],
-            "Plugin process ID: " + std::to_string(GetCurrentProcessId()));
-  EXPECT_THAT(texts[STD_ERROR_HANDLE], HasSubstr("Creating instance with plugin"));
+  host->PollApps();
+  ASSERT_TRUE(game.Accept(kPatienceMs));
+  host->SetParameter(L"TAVR-GAME", L"key", L"value");
+  EXPECT_TRUE(host->SendCommand(L"SOLANO-GAME", L"c", L"", L"", L"", L""));
+  host.Destroy();
+  EXPECT_THAT(texts, ElementsAre("Plugin process ID: " + std::to_string(GetCurrentProcessId()),
+                                 "AshgroveApp::SendCommand: Sending command!\n",
+                                 "AshgroveApp::SendCommand: DONE!\n"));
 }
 
 TEST_F(CoreLog, ThatCannotBeWrittenChangesNothing) {
-  IMPORT_HOOK(WriteFile) write(host.Module());
-  write.FailAlways(FALSE, ERROR_INVALID_HANDLE);
+  ImportHook<"fwrite", std::size_t(const void*, std::size_t, std::size_t, FILE*)> writes(
+      host.Module());
+  writes.FailAlways(0u);
   EXPECT_TRUE(host->SetParameter(L"TAVR-GAME", L"key", L"value"));
   EXPECT_EQ(host.GetParameter(L"TAVR-GAME", L"key"), L"value");
-  EXPECT_EQ(write.CallCount(), 2u);
+  EXPECT_EQ(writes.CallCount(), 2u);
 }
 
 }  // namespace

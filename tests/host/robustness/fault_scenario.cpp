@@ -541,28 +541,17 @@ SectionRunner::~SectionRunner() {
 void SectionRunner::Load() {
   host = std::make_unique<DllHost>(DllHost::Creation::kLater);
   section->Prepare(host->Module());
-  writes = std::make_unique<IMPORT_HOOK(WriteFile)>(
-      host->Module(),
-      [this](HANDLE file, const void* bytes, DWORD size, DWORD* written, OVERLAPPED* overlapped) {
-        for (FILE* const stream : {stdout, stderr}) {
-          if (file != reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream))) &&
-              file != GetStdHandle(stream == stdout ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE)) {
-            continue;
-          }
-          const std::lock_guard guard(logMutex);
-          log.append(static_cast<const char*>(bytes), size);
-          *written = size;
-          return TRUE;
-        }
-        return writes->CallOriginal(file, bytes, size, written, overlapped);
-      });
+  lines = std::make_unique<LineHook>(host->Module(), [this](const std::string& line, FILE*) {
+    const std::lock_guard guard(logMutex);
+    log += line;
+  });
   faults = std::make_unique<ImportFaults>(host->Module(), functions, &ledger);
 }
 
 // The redirections end in the reverse order, and before the DLL goes.
 void SectionRunner::Unload() {
   faults.reset();
-  writes.reset();
+  lines.reset();
   section.reset();
   host.reset();
 }

@@ -10,6 +10,7 @@
 #include "tests/support/dll_host.h"
 #include "tests/support/import_faults.h"
 #include "tests/support/import_redirector.h"
+#include "tests/support/line_hook.h"
 #include "tests/support/resource_ledger.h"
 
 namespace test_support {
@@ -90,8 +91,7 @@ class SectionRunner {
   std::unique_ptr<Section> section;
   ResourceLedger ledger;
   std::unique_ptr<DllHost> host;
-  // Takes the place of writing to the standard streams.
-  std::unique_ptr<IMPORT_HOOK(WriteFile)> writes;
+  std::unique_ptr<LineHook> lines;
   std::mutex logMutex;
   std::string log;
   std::unique_ptr<ImportFaults> faults;

@@ -100,6 +100,8 @@ class HostileHelper {
 
   /// One batch. Returns what the host got wrong; empty when nothing.
   std::string Live();
+  /// How many replies were good and gave times to the host.
+  std::size_t GoodReplies() const { return goodReplies; }
 
  private:
   std::size_t Below(std::size_t limit) { return random() % limit; }
@@ -107,6 +109,7 @@ class HostileHelper {
 
   DllHost& host;
   std::mt19937_64 random;
+  std::size_t goodReplies = 0;
 };
 
 }  // namespace test_support

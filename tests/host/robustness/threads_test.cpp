@@ -7,6 +7,7 @@
 
 #include "tests/host/query/query_server.h"
 #include "tests/support/ping_helper.h"
+#include "tests/support/pipe_server.h"
 #include "tests/support/stream_capture.h"
 
 namespace test_support {
@@ -98,60 +99,57 @@ TEST(Threads, PostsDrainsQueriesAndPingsAtOnceLoseNothingAndKeepEachThreadsOrder
   EXPECT_EQ(host.Notifications().CallCount(), kPosters * kPostsPerThread + 2 * kRounds);
 }
 
-// The lock is held while the notifier runs, so that it fetches exactly what was queued last, and
-// nobody else can.
-TEST(Threads, NotifierMayFetchOnWhateverThreadItRuns) {
+// All that the header allows, on workers, on threads that post and on the host's own: the lock is held
+// while the notifier runs, so that it fetches what was queued last, and nobody else can.
+TEST(Threads, NotifierMayDoWhatItsThreadAllowsThousandsOfTimes) {
   const StreamCapture errors;
+  const StreamCapture output(StreamCapture::Stream::kOutput);
+  constexpr int kHostPosts = 3000;
+  constexpr int kBatches = 20;
+  PipeServer game(LR"(\\.\pipe\solano_pellmar)");
   DllHost host;
+  PingHelper helper(host.Module(), PingReply({1}));
+  host->PollApps();
+  ASSERT_TRUE(game.Accept(kPatienceMs));
+  const DWORD ownThread = GetCurrentThreadId();
+  std::atomic<IString*> text = nullptr;
+  int sent = 0;
   Counter counter;
-  host.Notifications().SetInsideCall([&] { counter.Take(host.Drain()); });
-  Posters posters(host);
-  posters.Join();
-  EXPECT_EQ(counter.CountOf(L"posted"), kPosters * kPostsPerThread);
-  EXPECT_TRUE(host.Drain().empty());
-}
-
-TEST(Threads, NotifierMayPostOnWhateverThreadItRuns) {
-  const StreamCapture errors;
-  DllHost host;
-  // The event that it posts notifies, too; that one posts nothing.
+  // What the notifier does notifies, too.
   thread_local bool isInside = false;
   host.Notifications().SetInsideCall([&] {
     if (isInside) return;
     isInside = true;
     host.Post(L"notifier", L"echo");
+    counter.Take(host.Drain());
+    host->FreeString(text.exchange(nullptr));
+    if (GetCurrentThreadId() == ownThread) {
+      host->PollApps();
+      if (host->SendCommand(L"SOLANO-GAME", L"c", L"", L"", L"", L"")) ++sent;
+    }
     isInside = false;
   });
-  Counter counter;
   Posters posters(host);
-  while (posters.AreRunning()) counter.Take(host.Drain());
-  posters.Join();
-  counter.Take(host.Drain());
-  EXPECT_EQ(counter.CountOf(L"posted"), kPosters * kPostsPerThread);
-  EXPECT_EQ(counter.CountOf(L"echo"), kPosters * kPostsPerThread);
-}
-
-// On the host's own thread, while others post and fill the queue.
-TEST(Threads, NotifierMayPollWhileOthersPost) {
-  const StreamCapture errors;
-  constexpr int kHostPosts = 50;
-  DllHost host;
-  const DWORD ownThread = GetCurrentThreadId();
-  std::atomic<int> polls = 0;
-  host.Notifications().SetInsideCall([&] {
-    if (GetCurrentThreadId() != ownThread) return;
-    ++polls;
+  const wchar_t* const address = L"127.0.0.1";
+  for (int i = 0; i < kHostPosts; ++i) {
+    host->FreeString(text.exchange(host->GetLauncherVersion()));
+    if (i % (kHostPosts / kBatches) == 0) {
+      // The test's helper serves one after the other.
+      host->WaitForThreads();
+      host->PingBatch(L"batch", &address, 1);
+    }
+    host.Post(L"host", L"own");
     host->PollApps();
-  });
-  Counter counter;
-  Posters posters(host);
-  for (int i = 0; i < kHostPosts; ++i) host.Post(L"host", L"own");
-  while (posters.AreRunning()) counter.Take(host.Drain());
+  }
   posters.Join();
-  counter.Take(host.Drain());
-  EXPECT_EQ(polls, kHostPosts);
+  host->WaitForThreads();
+  host->FreeString(text.exchange(nullptr));
+  EXPECT_EQ(sent, kHostPosts);
   EXPECT_EQ(counter.CountOf(L"own"), kHostPosts);
   EXPECT_EQ(counter.CountOf(L"posted"), kPosters * kPostsPerThread);
+  EXPECT_EQ(counter.CountOf(L"PingBatchResult"), kBatches);
+  EXPECT_EQ(counter.CountOf(L"echo"), kHostPosts + kPosters * kPostsPerThread + kBatches);
+  EXPECT_TRUE(host.Drain().empty());
 }
 
 }  // namespace

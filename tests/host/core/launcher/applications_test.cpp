@@ -2,11 +2,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cwctype>
 
 #include "tests/support/allocation_tracker.h"
 #include "tests/support/dll_host.h"
 #include "tests/support/import_redirector.h"
+#include "tests/support/line_hook.h"
 #include "tests/support/lock_probe.h"
 #include "tests/support/stream_capture.h"
 #include "tests/support/text.h"
@@ -23,8 +25,7 @@ class CoreUnknownApplication : public testing::TestWithParam<const wchar_t*> {
 
 TEST_P(CoreUnknownApplication, IsAnsweredAsEachSlotSaysWithoutALineOrAnEvent) {
   const wchar_t* const id = GetParam();
-  // What every line goes through, whatever its stream.
-  IMPORT_HOOK(WriteFile) writes(host.Module());
+  const LineHook lines(host.Module(), [](const std::string&, FILE*) {});
   EXPECT_FALSE(host->IsInstalled(id));
   EXPECT_EQ(host.GetVersion(id), L"INVALID_APP_ID");
   EXPECT_EQ(host.GetParameter(id, L"APP_VERSION"), L"");
@@ -36,9 +37,19 @@ TEST_P(CoreUnknownApplication, IsAnsweredAsEachSlotSaysWithoutALineOrAnEvent) {
   EXPECT_FALSE(host->Launch(id, L"text", true, L"a", L"b", L"c", L"d"));
   EXPECT_FALSE(host->IsRunning(id));
   EXPECT_FALSE(host->SetParameter(id, L"key", L"value"));
-  EXPECT_EQ(writes.CallCount(), 0u);
+  EXPECT_EQ(lines.Count(), 0u);
   EXPECT_THAT(host.Drain(), IsEmpty());
   EXPECT_EQ(host.Notifications().CallCount(), 0);
+}
+
+// An address at which nothing can be read.
+TEST(CoreUnknownApplicationAlone, IsRecognisedBeforeAnyOtherArgumentIsRead) {
+  DllHost host;
+  const auto* const bad = reinterpret_cast<const wchar_t*>(std::uintptr_t{0x10});
+  EXPECT_EQ(host.GetParameter(L"NONE", bad), L"");
+  EXPECT_FALSE(host->SetParameter(L"NONE", bad, bad));
+  EXPECT_FALSE(host->SendCommand(L"NONE", bad, bad, bad, bad, bad));
+  EXPECT_FALSE(host->Launch(L"NONE", bad, true, bad, bad, bad, bad));
 }
 
 INSTANTIATE_TEST_SUITE_P(Identifiers, CoreUnknownApplication,
@@ -87,6 +98,7 @@ TEST_P(CoreKnownApplication, NeedsNoLock) {
   other->IsRunning(id);
   other->SetParameter(id, L"key", L"value");
   other.GetLauncherVersion();
+  other->PollApps();
   EXPECT_EQ(probe.EnteredBy(own), 0u);
 }
 
@@ -177,21 +189,12 @@ class CoreStringsWithoutMemory : public testing::Test {
   int nulls = 0;
 };
 
-TEST_F(CoreStringsWithoutMemory, GetLauncherVersionReturnsNull) {
-  ExpectNull([&] { return host->GetLauncherVersion(); }, L"162");
-}
-
-TEST_F(CoreStringsWithoutMemory, GetVersionReturnsNull) {
-  ExpectNull([&] { return host->GetVersion(L"NONE"); }, L"INVALID_APP_ID");
-}
-
-TEST_F(CoreStringsWithoutMemory, GetExtraArgumentsReturnsNull) {
-  ExpectNull([&] { return host->GetExtraArguments(L"NONE"); }, L"INVALID_APP_ID");
-}
-
-TEST_F(CoreStringsWithoutMemory, GetParameterReturnsNull) {
+TEST_F(CoreStringsWithoutMemory, SlotsReturnNull) {
   const std::wstring value(100, L'x');
   host->SetParameter(L"TAVR-GAME", L"key", value.c_str());
+  ExpectNull([&] { return host->GetLauncherVersion(); }, L"162");
+  ExpectNull([&] { return host->GetVersion(L"NONE"); }, L"INVALID_APP_ID");
+  ExpectNull([&] { return host->GetExtraArguments(L"NONE"); }, L"INVALID_APP_ID");
   ExpectNull([&] { return host->GetParameter(L"TAVR-GAME", L"key"); }, value);
 }
 

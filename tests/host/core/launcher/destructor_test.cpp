@@ -6,7 +6,6 @@
 #include <objbase.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <memory>
 #include <set>
 #include <string>
@@ -19,7 +18,6 @@
 #include "tests/support/line_hook.h"
 #include "tests/support/lock_probe.h"
 #include "tests/support/pipe_server.h"
-#include "tests/support/process_snapshot.h"
 #include "tests/support/stream_capture.h"
 #include "tests/support/text.h"
 
@@ -40,81 +38,6 @@ class CoreThreads : public testing::Test {
   StreamCapture errors;
   DllHost host{DllHost::Creation::kLater};
 };
-
-TEST_F(CoreThreads, AreMadeWithTheSystemsDefaultsAndOneArgument) {
-  IMPORT_HOOK(CreateThread) starts(host.Module());
-  host.Create();
-  StartBatch();
-  host->WaitForThreads();
-  host->QueryServer(L"r", L"r2", L"1", L"127.0.0.1", 0);
-  host->WaitForThreads();
-  ASSERT_THAT(starts.Calls(), SizeIs(2));
-  for (const auto& [security, stackSize, procedure, context, flags, id] : starts.Calls()) {
-    EXPECT_EQ(security, nullptr);
-    EXPECT_EQ(stackSize, 0u);
-    EXPECT_NE(procedure, nullptr);
-    EXPECT_NE(context, nullptr);
-    EXPECT_EQ(flags, 0u);
-    EXPECT_EQ(id, nullptr);
-  }
-  EXPECT_NE(std::get<2>(starts.Calls()[0]), std::get<2>(starts.Calls()[1]));
-}
-
-TEST_F(CoreThreads, AreStartedUnderTheLock) {
-  const LockProbe probe(host.Module());
-  std::vector<bool> wasFree;
-  IMPORT_HOOK(CreateThread) starts(host.Module());
-  starts.SetReplacement([&](auto... arguments) {
-    wasFree.push_back(probe.IsFree());
-    return starts.CallOriginal(arguments...);
-  });
-  host.Create();
-  StartBatch();
-  host->QueryServer(L"r", L"r2", L"1", L"127.0.0.1", 0);
-  host->WaitForThreads();
-  EXPECT_THAT(wasFree, ElementsAre(false, false));
-  EXPECT_TRUE(probe.IsFree());
-}
-
-TEST_F(CoreThreads, AreWaitedForWithoutATimeLimitAndClosedFromTheOldestOn) {
-  std::vector<HANDLE> threads;
-  std::vector<std::string> steps;
-  const auto numberOf = [&](HANDLE handle) {
-    const auto found = std::find(threads.begin(), threads.end(), handle);
-    return found == threads.end() ? std::string() : std::to_string(found - threads.begin());
-  };
-  const DWORD own = GetCurrentThreadId();
-  IMPORT_HOOK(CreateThread) starts(host.Module());
-  starts.SetReplacement([&](auto... arguments) {
-    threads.push_back(starts.CallOriginal(arguments...));
-    return threads.back();
-  });
-  IMPORT_HOOK(WaitForSingleObject) waits(host.Module());
-  waits.SetReplacement([&](HANDLE handle, DWORD timeout) {
-    if (GetCurrentThreadId() == own && !numberOf(handle).empty()) {
-      steps.push_back("wait " + numberOf(handle) + (timeout == INFINITE ? "" : " with a limit"));
-    }
-    return waits.CallOriginal(handle, timeout);
-  });
-  IMPORT_HOOK(CloseHandle) closes(host.Module());
-  closes.SetReplacement([&](HANDLE handle) {
-    if (GetCurrentThreadId() == own && !numberOf(handle).empty()) {
-      steps.push_back("close " + numberOf(handle));
-    }
-    return closes.CallOriginal(handle);
-  });
-  host.Create();
-  for (int i = 0; i < 3; ++i) StartBatch();
-  host->WaitForThreads();
-  EXPECT_THAT(steps, ElementsAre("wait 0", "close 0", "wait 1", "close 1", "wait 2", "close 2"));
-
-  // They are forgotten then.
-  steps.clear();
-  host->WaitForThreads();
-  EXPECT_THAT(steps, IsEmpty());
-  host.Destroy();
-  EXPECT_THAT(steps, IsEmpty());
-}
 
 TEST_F(CoreThreads, KeepTheirHandlesUntilTheNextWait) {
   std::set<HANDLE> threads;
@@ -148,23 +71,6 @@ TEST_F(CoreThreads, AreWaitedForWithoutTheLock) {
   const std::size_t before = probe.EnteredBy(own);
   host->WaitForThreads();
   EXPECT_EQ(probe.EnteredBy(own), before);
-}
-
-TEST_F(CoreThreads, ThatTheSystemRefusesAreRecordedAsNull) {
-  IMPORT_HOOK(CreateThread) starts(host.Module());
-  starts.FailCall(0, nullptr, ERROR_NOT_ENOUGH_MEMORY);
-  std::vector<DWORD> limitsForNull;
-  IMPORT_HOOK(WaitForSingleObject) waits(host.Module());
-  waits.SetReplacement([&](HANDLE handle, DWORD timeout) {
-    if (handle == nullptr) limitsForNull.push_back(timeout);
-    return waits.CallOriginal(handle, timeout);
-  });
-  host.Create();
-  StartBatch();
-  StartBatch();
-  host->WaitForThreads();
-  EXPECT_THAT(limitsForNull, ElementsAre(INFINITE));
-  EXPECT_THAT(host.Drain(), SizeIs(1));
 }
 
 TEST_F(CoreThreads, WaitingWithoutAnyReturnsAtOnce) {
@@ -228,50 +134,13 @@ TEST(CoreDestructor, WritesItsAddressFirst) {
   }
 }
 
-TEST(CoreDestructor, DeletesTheLockThatTheConstructorMadeAtTheEnd) {
-  DllHost host(DllHost::Creation::kLater);
-  const LockProbe probe(host.Module());
-  const StreamCapture errors;
-  std::vector<std::pair<CRITICAL_SECTION*, std::size_t>> deleted;
-  IMPORT_HOOK(DeleteCriticalSection) deletes(host.Module());
-  deletes.SetReplacement([&](CRITICAL_SECTION* section) {
-    deleted.emplace_back(section, Lines(errors.Text()).size());
-    deletes.CallOriginal(section);
-  });
-  host.Create();
-  CRITICAL_SECTION* const lock = probe.Lock();
-  EXPECT_THAT(deleted, IsEmpty());
-  host.Destroy();
-  // After the line of the creation, that of the destruction and those of eight applications.
-  EXPECT_THAT(deleted, ElementsAre(std::make_pair(lock, std::size_t{10})));
-}
-
-// Events that nobody fetched go after the applications, from the oldest on, while there is a lock.
-TEST(CoreDestructor, DiscardsTheEventsBetweenTheApplicationsAndTheLock) {
+TEST(CoreDestructor, EndsTheApplicationsThenTheLock) {
   DllHost host;
-  std::vector<const void*> events;
-  {
-    ImportHook<"malloc", void*(std::size_t)> allocations(host.Module());
-    allocations.SetReplacement([&](std::size_t size) {
-      void* const block = allocations.CallOriginal(size);
-      events.push_back(block);
-      return block;
-    });
-    host.Post(L"s", L"first");
-    host.Post(L"s", L"second");
-  }
-  // An event is one block.
-  ASSERT_THAT(events, SizeIs(2));
+  host.Post(L"s", L"unfetched");
   std::vector<std::string> steps;
-  const LineHook writes(host.Module(), [&](const std::string& line) {
+  const LineHook lines(host.Module(), [&](const std::string& line, FILE*) {
     // The name of the function that writes it.
     steps.push_back(line.substr(0, line.find(' ')));
-  });
-  IMPORT_HOOK(free) frees(host.Module());
-  frees.SetReplacement([&](void* block) {
-    const auto event = std::find(events.begin(), events.end(), block);
-    if (event != events.end()) steps.push_back("event " + std::to_string(event - events.begin()));
-    frees.CallOriginal(block);
   });
   IMPORT_HOOK(DeleteCriticalSection) deletes(host.Module());
   deletes.SetReplacement([&](CRITICAL_SECTION* section) {
@@ -279,10 +148,10 @@ TEST(CoreDestructor, DiscardsTheEventsBetweenTheApplicationsAndTheLock) {
     deletes.CallOriginal(section);
   });
   host.Destroy();
-  const std::string application = "BaseApp::~BaseApp:";
-  EXPECT_THAT(steps, ElementsAre("AppLauncher::~AppLauncher:", application, application,
-                                 application, application, application, application, application,
-                                 application, "event 0", "event 1", "lock"));
+  std::vector<std::string> expected(8, "BaseApp::~BaseApp:");
+  expected.insert(expected.begin(), "AppLauncher::~AppLauncher:");
+  expected.emplace_back("lock");
+  EXPECT_EQ(steps, expected);
 }
 
 // Seven games in the order of their identifiers, which is not that of their creation. All are
@@ -327,24 +196,6 @@ TEST(CoreApplications, ArePolledAndDestroyedInAscendingOrderOfTheirIdentifiers) 
   ASSERT_THAT(closed, IsEmpty());
   host.Destroy();
   EXPECT_THAT(closed, ElementsAreArray(opened));
-}
-
-TEST(CoreDestructor, ReturnsAllHandles) {
-  const EnvironmentVariable directory(L"KOVLAUNCH_INSTDIR", L"C:\\no such directory");
-  const StreamCapture errors;
-  DllHost host;
-  const auto work = [&] {
-    host->IsRunning(L"BRENNA-GAME");
-    host->PollApps();
-    host->QueryServer(L"r", L"r2", L"1", L"127.0.0.1", 0);
-    host.Post(L"s", L"n");
-    host.Destroy();
-    host.Create();
-  };
-  work();
-  const std::size_t before = CountHandles();
-  for (int i = 0; i < 10; ++i) work();
-  EXPECT_EQ(CountHandles(), before);
 }
 
 }  // namespace

@@ -4,10 +4,11 @@
 
 #include <map>
 #include <thread>
+#include <utility>
 
 #include "tests/support/allocation_tracker.h"
 #include "tests/support/dll_host.h"
-#include "tests/support/environment_variable.h"
+#include "tests/support/import_redirector.h"
 #include "tests/support/lock_probe.h"
 
 namespace test_support {
@@ -58,20 +59,6 @@ TEST(CoreEvents, NullArgumentsReadAsEmptyTextsNeverAsNull) {
   host->FreeEvent(event);
 }
 
-// Every argument by itself, so that none stands in for another.
-TEST(CoreEvents, EachArgumentMayBeNullWhileTheOthersAreSet) {
-  DllHost host;
-  for (std::size_t omitted = 0; omitted < 8; ++omitted) {
-    const wchar_t* given[8] = {L"a0", L"a1", L"a2", L"a3", L"a4", L"a5", L"a6", L"a7"};
-    Event expected{L"s", L"n", {L"a0", L"a1", L"a2", L"a3", L"a4", L"a5", L"a6", L"a7"}};
-    given[omitted] = nullptr;
-    expected.arg[omitted].clear();
-    host->PostEvent(L"s", L"n", given[0], given[1], given[2], given[3], given[4], given[5],
-                    given[6], given[7]);
-    EXPECT_THAT(host.Drain(), ElementsAre(expected)) << omitted;
-  }
-}
-
 TEST(CoreEvents, EmptySourceAndNameAreTexts) {
   DllHost host;
   host.Post(L"", L"", L"");
@@ -109,19 +96,6 @@ TEST(CoreEvents, ComeInTheOrderInWhichTheyWereQueued) {
     host.Post(L"s", expected.back().c_str());
   }
   EXPECT_EQ(NamesOf(host.Drain()), expected);
-}
-
-TEST(CoreEvents, KeepTheirOrderWhenFetchingAndPostingAlternate) {
-  DllHost host;
-  host.Post(L"s", L"1");
-  host.Post(L"s", L"2");
-  EXPECT_EQ(TakeEvent(*host.Launcher(), host->GetNextEvent()).name, L"1");
-  host.Post(L"s", L"3");
-  EXPECT_EQ(TakeEvent(*host.Launcher(), host->GetNextEvent()).name, L"2");
-  EXPECT_EQ(TakeEvent(*host.Launcher(), host->GetNextEvent()).name, L"3");
-  EXPECT_EQ(host->GetNextEvent(), nullptr);
-  host.Post(L"s", L"4");
-  EXPECT_THAT(NamesOf(host.Drain()), ElementsAre(L"4"));
 }
 
 TEST(CoreEvents, AreTheHostsOwnOnceFetched) {
@@ -226,35 +200,6 @@ TEST(CoreNotifier, RunsAfterTheEventWasQueued) {
   EXPECT_THAT(seen, ElementsAre(Event{L"source", L"name", {L"a0"}}));
 }
 
-TEST(CoreNotifier, RunsUnderTheLock) {
-  DllHost host(DllHost::Creation::kLater);
-  const LockProbe probe(host.Module());
-  host.Create();
-  EXPECT_TRUE(probe.IsFree());
-  bool wasFree = true;
-  host.Notifications().SetInsideCall([&] { wasFree = probe.IsFree(); });
-  host.Post(L"s", L"n");
-  EXPECT_FALSE(wasFree);
-  EXPECT_TRUE(probe.IsFree());
-}
-
-TEST(CoreNotifier, MayPostAnotherEvent) {
-  DllHost host;
-  host.Notifications().SetInsideCall([&] {
-    if (host.Notifications().CallCount() == 1) host.Post(L"s", L"inner");
-  });
-  host.Post(L"s", L"outer");
-  EXPECT_EQ(host.Notifications().CallCount(), 2);
-  EXPECT_THAT(NamesOf(host.Drain()), ElementsAre(L"outer", L"inner"));
-}
-
-TEST(CoreNotifier, MayPollTheApplications) {
-  DllHost host;
-  host.Notifications().SetInsideCall([&] { host->PollApps(); });
-  host.Post(L"s", L"n");
-  EXPECT_EQ(host.Notifications().CallCount(), 1);
-}
-
 // The lock is what keeps another thread's event out while the notifier runs.
 TEST(CoreNotifier, KeepsOtherThreadsFromPostingAndFetching) {
   DllHost host(DllHost::Creation::kLater);
@@ -280,43 +225,41 @@ TEST(CoreNotifier, KeepsOtherThreadsFromPostingAndFetching) {
   EXPECT_THAT(NamesOf(host.Drain()), ElementsAre(L"first", L"second"));
 }
 
-TEST(CoreEvents, FetchingTakesTheLockOnceAndLeavesItFree) {
-  DllHost host(DllHost::Creation::kLater);
-  const LockProbe probe(host.Module());
-  host.Create();
-  const DWORD own = GetCurrentThreadId();
-  const std::size_t before = probe.EnteredBy(own);
-  EXPECT_EQ(host->GetNextEvent(), nullptr);
-  EXPECT_EQ(probe.EnteredBy(own), before + 1);
-  EXPECT_TRUE(probe.IsFree());
-  host.Post(L"s", L"n");
-  EXPECT_EQ(probe.EnteredBy(own), before + 2);
-  IEventInfo* const event = host->GetNextEvent();
-  EXPECT_EQ(probe.EnteredBy(own), before + 3);
-  EXPECT_TRUE(probe.IsFree());
-  host->FreeEvent(event);
-  EXPECT_EQ(probe.EnteredBy(own), before + 3);
-}
-
-TEST(CoreEvents, AreBuiltBeforeTheLockIsTaken) {
-  DllHost host(DllHost::Creation::kLater);
-  const LockProbe probe(host.Module());
-  host.Create();
-  const DWORD own = GetCurrentThreadId();
-  // How often the lock had been entered at each allocation.
-  std::vector<std::size_t> entered;
-  ImportHook<"malloc", void*(std::size_t)> allocations(host.Module());
-  allocations.SetReplacement([&](std::size_t size) {
-    entered.push_back(probe.EnteredBy(own));
-    return allocations.CallOriginal(size);
+// Another thread may come between any two steps: here one fetches whenever the lock is about to be
+// taken, and one looks when it has been left.
+TEST(CoreEvents, AreQueuedAndFetchedUnderTheLock) {
+  DllHost host;
+  bool isInside = false;
+  std::vector<std::size_t> beforeTheLock;
+  std::vector<std::size_t> afterTheLock;
+  const auto look = [&](std::vector<std::size_t>& found) {
+    if (std::exchange(isInside, true)) return;
+    found.push_back(host.Drain().size());
+    isInside = false;
+  };
+  IMPORT_HOOK(EnterCriticalSection) enters(host.Module());
+  enters.SetReplacement([&](CRITICAL_SECTION* section) {
+    look(beforeTheLock);
+    enters.CallOriginal(section);
   });
-  host.Post(L"source", L"name", L"argument");
-  EXPECT_THAT(entered, ElementsAre(0u));
-  EXPECT_EQ(probe.EnteredBy(own), 1u);
+  IMPORT_HOOK(LeaveCriticalSection) leaves(host.Module());
+  leaves.SetReplacement([&](CRITICAL_SECTION* section) {
+    leaves.CallOriginal(section);
+    look(afterTheLock);
+  });
+  bool wasNotified = false;
+  host.Notifications().SetInsideCall([&] {
+    wasNotified = true;
+    EXPECT_TRUE(afterTheLock.empty());
+  });
+  host.Post(L"s", L"n");
+  EXPECT_TRUE(wasNotified);
+  EXPECT_THAT(beforeTheLock, ElementsAre(0u));
+  EXPECT_THAT(afterTheLock, ElementsAre(1u));
 }
 
 // Eight posters and a reader: nothing is lost, each poster's events keep their order, and the order
-// of fetching is the order in which the notifier was told.
+// of fetching is the order of the notifications.
 TEST(CoreEvents, OfEightThreadsComeInTheOrderOfTheirNotifications) {
   constexpr int kThreads = 8;
   constexpr int kEventsEach = 500;
@@ -354,17 +297,6 @@ TEST(CoreEvents, OfEightThreadsComeInTheOrderOfTheirNotifications) {
     ASSERT_EQ(events[i].name, std::to_wstring(next[events[i].source]++)) << i;
   }
   EXPECT_THAT(next, SizeIs(kThreads));
-}
-
-TEST(CoreEvents, OfAWorkerAreNotifiedOnTheWorker) {
-  DllHost host;
-  const EnvironmentVariable directory(L"KOVLAUNCH_INSTDIR", L"C:\\no such directory");
-  ASSERT_TRUE(host->PingBatch(L"batch", nullptr, 0));
-  host->WaitForThreads();
-  const std::vector<DWORD> threads = host.Notifications().ThreadIds();
-  ASSERT_THAT(threads, SizeIs(1));
-  EXPECT_NE(threads[0], GetCurrentThreadId());
-  EXPECT_THAT(host.Drain(), ElementsAre(Event{L"", L"PingBatchResult", {L"batch", L"[\n]\n"}}));
 }
 
 TEST(CoreEvents, OfTwoLaunchersDoNotMix) {
