@@ -47,6 +47,7 @@ set(LAUNCHER_WINDOWS_SOURCES
 # Only in the DLL itself: what its C++ run-time is replaced by, the version resource and the list of
 # exports. Programs that link the objects keep the compiler's own run-time.
 set(LAUNCHER_DLL_SOURCES
+    core/runtime/exception_lock.cpp
     core/runtime/stack_guard.cpp
     core/runtime/thread_exceptions.cpp
     core/launcher/launcher.def

@@ -26,7 +26,9 @@ using MallocHook = ImportHook<"malloc", void*(std::size_t)>;
 class FreeWatch {
  public:
   FreeWatch() : redirector(GetModuleHandleW(nullptr)) {
-    next = whole = inside = 0;
+    next = 0;
+    whole = 0;
+    inside = 0;
     original = reinterpret_cast<void (*)(void*)>(
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"msvcrt.dll"), "free")));
     redirector.Redirect("free", reinterpret_cast<void*>(&Free));
@@ -34,6 +36,12 @@ class FreeWatch {
 
   void Add(void* block, std::size_t size) {
     blocks[next++ % kBlocks] = {reinterpret_cast<std::uintptr_t>(block), size};
+  }
+  // The DLL has freed it by itself.
+  void Remove(void* memory) {
+    for (Block& block : blocks) {
+      if (block.begin == reinterpret_cast<std::uintptr_t>(memory)) block = {};
+    }
   }
   int FreedWhole() const { return whole; }
   int FreedInside() const { return inside; }
@@ -65,7 +73,11 @@ class FreeWatch {
 
 class CoreExceptions : public testing::Test {
  protected:
-  CoreExceptions() : allocations(host.Module()) {
+  CoreExceptions() : allocations(host.Module()), frees(host.Module()) {
+    frees.SetReplacement([this](void* block) {
+      watch.Remove(block);
+      frees.CallOriginal(block);
+    });
     allocations.SetReplacement([this](std::size_t size) -> void* {
       if (size >= kRefused) return nullptr;
       void* const block = allocations.CallOriginal(size);
@@ -95,6 +107,7 @@ class CoreExceptions : public testing::Test {
   DllHost host;
   FreeWatch watch;
   MallocHook allocations;
+  ImportHook<"free", void(void*)> frees;
 };
 
 TEST_F(CoreExceptions, AreCaughtByTheirTypes) {
