@@ -43,6 +43,7 @@ class Request {
   std::string AppId() const;
 
   static constexpr std::size_t kLongestText = 4096;  // bytes
+  // Of a message; one with more is answered with "too_large".
   static constexpr int kMostLevels = 32;
   static constexpr std::size_t kMostMembers = 1000;
 
