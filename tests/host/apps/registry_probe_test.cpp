@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstddef>
 #include <filesystem>
-#include <initializer_list>
 #include <optional>
 #include <string>
 #include <utility>
@@ -15,7 +14,6 @@
 #include "tests/host/apps/game_probe.h"
 #include "tests/support/dll_host.h"
 #include "tests/support/environment_variable.h"
-#include "tests/support/fake_process_list.h"
 #include "tests/support/fake_processor.h"
 #include "tests/support/game_installation.h"
 #include "tests/support/helper_installation.h"
@@ -29,115 +27,78 @@ namespace {
 
 using testing::ElementsAre;
 using testing::EndsWith;
-using testing::HasSubstr;
 
-const std::string kRegistryMethodLines =
+const std::string kRegistryLines =
     "BaseApp::GetParameter: Parameter probeMethod not set, returning empty\n"
     "AshgroveApp::_SetupGame: Using probe method registry\n"
-    "BaseApp::GetParameter: Parameter registryKey not set, returning empty\n";
+    "BaseApp::GetParameter: Parameter registryKey not set, returning empty\n"
+    "AshgroveApp::_SetupGame: Using registry key SOFTWARE\\Hollin Games\\Ashgrove 4\n";
 
-const std::string kMissingKeyLines =
-    kRegistryMethodLines +
-    "AshgroveApp::_SetupGame: Using registry key SOFTWARE\\Hollin Games\\Ashgrove 4\n"
-    "AshgroveApp::_SetupGame: Probe failed, unable to open "
-    "SOFTWARE\\Hollin Games\\Ashgrove 4 (2)\n";
+/// A host before any game is installed.
+class AppsRegistryProbe : public testing::Test {
+ protected:
+  bool IsInstalled(const wchar_t* id = kBrennaId) { return host->IsInstalled(id); }
 
-/// The working directory that a launch hands to the helper: what the library holds as the game's
-/// directory.
-std::wstring LaunchedWorkDir(DllHost& host, const wchar_t* id) {
-  const HelperInstallation helper;
-  const ShellRecorder shell(host.Module());
-  if (!host->Launch(id, L"", false, L"", L"", L"", L"")) return L"<not launched>";
-  const std::wstring line = shell.Calls().at(0).parameters;
-  const std::size_t end = line.rfind(L'|');
-  const std::size_t begin = line.rfind(L'|', end - 1) + 1;
-  return line.substr(begin, end - begin);
-}
+  /// The lines of a probe, which has to end as expected.
+  std::string Probe(bool expected, const wchar_t* id = kBrennaId) {
+    return LogOf([&] { EXPECT_EQ(IsInstalled(id), expected); });
+  }
 
-TEST(AppsRegistryProbe, SuccessIsLoggedStepByStep) {
+  std::wstring Parameter(const wchar_t* name) { return host.GetParameter(kBrennaId, name); }
+
+  const EnvironmentVariable fakeX86{L"KOVLAUNCH_FAKE_X86", std::nullopt};
+  DllHost host;
+};
+
+TEST_F(AppsRegistryProbe, SuccessIsLoggedStepByStep) {
   GameInstallation game;
   game.Directory().WriteFile(L"version.json", "{\"version\": 7}");
   game.Directory().WriteFile(L"pb\\pbcl.dll", "");
   game.Directory().MakeDirectory(L"Update\\Xpack0");
   game.Registry().CreateKey(std::wstring(kBrennaKey) + L"\\Xpack0");
-  DllHost host;
-  bool installed = false;
-  EXPECT_EQ(LogOf([&] { installed = host->IsInstalled(kBrennaId); }),
-            kRegistryMethodLines +
-                "AshgroveApp::_SetupGame: Using registry key SOFTWARE\\Hollin Games\\Ashgrove 4\n"
+  EXPECT_EQ(Probe(true),
+            kRegistryLines +
                 "BaseApp::GetParameter: Parameter binaryName not set, returning empty\n"
                 "BaseApp::SetParameter: Setting parameter APP_VERSION to {\"version\": 7}\n"
                 "BaseApp::SetParameter: Setting parameter PUNKBUSTER_INSTALLED to 1\n"
                 "BaseApp::SetParameter: Setting parameter EXPANSIONS_INSTALLED to Xpack0\n");
-  EXPECT_TRUE(installed);
 }
 
-// The lines of the look-up say why.
-TEST(AppsRegistryProbe, OperationsOfAMissingGameAddNoLine) {
-  DllHost host;
-  for (const bool flag : {false, true}) {
-    EXPECT_EQ(LogOf([&] { EXPECT_FALSE(host->Kill(kBrennaId, flag)); }), kMissingKeyLines) << flag;
-  }
-  EXPECT_EQ(LogOf([&] { EXPECT_FALSE(host->IsRunning(kBrennaId)); }), kMissingKeyLines);
-  EXPECT_EQ(LogOf([&] { EXPECT_EQ(host.GetVersion(kBrennaId), L"NOT_INSTALLED"); }),
-            kMissingKeyLines);
-  EXPECT_EQ(LogOf([&] { EXPECT_EQ(host.GetExtraArguments(kBrennaId), L"NOT_INSTALLED"); }),
-            kMissingKeyLines);
+// The lines of the look-up say why; the operations add none.
+TEST_F(AppsRegistryProbe, MissingKeyFails) {
+  const std::string lines = kRegistryLines +
+                            "AshgroveApp::_SetupGame: Probe failed, unable to open "
+                            "SOFTWARE\\Hollin Games\\Ashgrove 4 (2)\n";
+  EXPECT_EQ(Probe(false), lines);
+  EXPECT_EQ(LogOf([&] { EXPECT_FALSE(host->Kill(kBrennaId, false)); }), lines);
+  EXPECT_EQ(LogOf([&] { EXPECT_FALSE(host->IsRunning(kBrennaId)); }), lines);
+  EXPECT_EQ(LogOf([&] { EXPECT_EQ(host.GetVersion(kBrennaId), L"NOT_INSTALLED"); }), lines);
+  EXPECT_EQ(LogOf([&] { EXPECT_EQ(host.GetExtraArguments(kBrennaId), L"NOT_INSTALLED"); }), lines);
 }
 
-TEST(AppsRegistryProbe, MissingValueFailsAndClosesTheKeyAfterTheLine) {
-  RegistryFixture registry;
-  registry.CreateKey(kSolanoKey);
-  DllHost host;
-  StreamCapture log;
-  HKEY opened = nullptr;
-  std::vector<std::pair<HKEY, bool>> closes;
-  IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
-  opens.SetReplacement([&](HKEY root, LPCWSTR path, DWORD options, REGSAM access, HKEY* key) {
-    const LSTATUS status = opens.CallOriginal(root, path, options, access, key);
-    opened = *key;
-    return status;
+TEST_F(AppsRegistryProbe, MissingExecutableFails) {
+  const GameInstallation game(kBrennaKey, L"ag4_x86.exe");
+  const std::string line =
+      "AshgroveApp::_SetupGame: stat() failed, for path " + Narrow(game.InstallDir()) + "ag4.exe";
+  EXPECT_EQ(Probe(false),
+            kRegistryLines +
+                "BaseApp::GetParameter: Parameter binaryName not set, returning empty\n" + line +
+                " with error 2)\n");
+  FileStatusHook status(host.Module(), [](const wchar_t*, struct _stat64*) {
+    errno = EACCES;
+    return -1;
   });
-  IMPORT_HOOK(RegCloseKey) closing(host.Module());
-  closing.SetReplacement([&](HKEY key) {
-    closes.emplace_back(key, log.Text().ends_with("unable to query Install Dir (2)\n"));
-    return closing.CallOriginal(key);
-  });
-  EXPECT_FALSE(host->IsInstalled(kSolanoId));
-  log.Stop();
-  EXPECT_EQ(log.Text(),
-            kRegistryMethodLines +
-                "AshgroveApp::_SetupGame: Using registry key SOFTWARE\\Hollin Games\\Ashgrove 3\n"
-                "AshgroveApp::_SetupGame: Probe failed, unable to query Install Dir (2)\n");
-  EXPECT_THAT(closes, ElementsAre(std::pair(opened, true)));
+  EXPECT_THAT(Probe(false), EndsWith(line + " with error 13)\n"));
 }
 
-TEST(AppsRegistryProbe, LinesNameTheStatus) {
+// The key is closed after a failed query alone, and after its line.
+TEST_F(AppsRegistryProbe, RegistryCallsAndTheirFailures) {
   const GameInstallation game;
-  DllHost host;
-  {
-    IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
-    opens.FailAlways(ERROR_ACCESS_DENIED, ERROR_INVALID_FUNCTION);
-    EXPECT_THAT(LogOf([&] { host->IsInstalled(kBrennaId); }),
-                EndsWith("AshgroveApp::_SetupGame: Probe failed, unable to open "
-                         "SOFTWARE\\Hollin Games\\Ashgrove 4 (5)\n"));
-  }
-  IMPORT_HOOK(RegQueryValueExW) queries(host.Module());
-  queries.FailAlways(ERROR_KEY_DELETED, ERROR_INVALID_FUNCTION);
-  EXPECT_THAT(LogOf([&] { host->IsInstalled(kBrennaId); }),
-              EndsWith("AshgroveApp::_SetupGame: Probe failed, unable to query "
-                       "Install Dir (1018)\n"));
-}
-
-TEST(AppsRegistryProbe, RegistryCallArguments) {
-  const GameInstallation game(kSolanoKey, kSolanoName);
-  DllHost host;
-  std::wstring openedPath;
   HKEY opened = nullptr;
   IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
   opens.SetReplacement([&](HKEY root, LPCWSTR path, DWORD options, REGSAM access, HKEY* key) {
-    openedPath = path;
     EXPECT_EQ(root, HKEY_LOCAL_MACHINE);
+    EXPECT_STREQ(path, LR"(SOFTWARE\Hollin Games\Ashgrove 4)");
     EXPECT_EQ(options, 0U);
     EXPECT_EQ(access, 0x20219U);
     const LSTATUS status = opens.CallOriginal(root, path, options, access, key);
@@ -153,18 +114,35 @@ TEST(AppsRegistryProbe, RegistryCallArguments) {
         EXPECT_EQ(*size, 255U);
         return queries.CallOriginal(key, name, reserved, type, data, size);
       });
+  const StreamCapture log;
+  std::vector<std::pair<HKEY, bool>> closed;
   IMPORT_HOOK(RegCloseKey) closes(host.Module());
-  EXPECT_TRUE(host->IsInstalled(kSolanoId));
-  EXPECT_EQ(openedPath, LR"(SOFTWARE\Hollin Games\Ashgrove 3)");
-  EXPECT_EQ(opens.CallCount(), 1U);
-  EXPECT_EQ(queries.CallCount(), 1U);
-  // A success leaves the key open.
-  EXPECT_EQ(closes.CallCount(), 0U);
+  closes.SetReplacement([&](HKEY key) {
+    closed.emplace_back(key, log.Text().ends_with("unable to query Install Dir (1018)\n"));
+    return closes.CallOriginal(key);
+  });
+  EXPECT_TRUE(IsInstalled());
+  std::filesystem::remove(game.InstallDir() + kBrennaX64Name);
+  EXPECT_FALSE(IsInstalled());
+  EXPECT_THAT(closed, testing::IsEmpty());
+  EXPECT_EQ(opens.CallCount(), 2U);
+  EXPECT_EQ(queries.CallCount(), 2U);
+
+  queries.FailAlways(ERROR_KEY_DELETED, ERROR_INVALID_FUNCTION);
+  EXPECT_FALSE(IsInstalled());
+  EXPECT_THAT(log.Text(), EndsWith("AshgroveApp::_SetupGame: Probe failed, unable to query "
+                                   "Install Dir (1018)\n"));
+  EXPECT_THAT(closed, ElementsAre(std::pair(opened, true)));
+  opens.FailAlways(ERROR_ACCESS_DENIED, ERROR_INVALID_FUNCTION);
+  EXPECT_FALSE(IsInstalled());
+  EXPECT_THAT(log.Text(), EndsWith("AshgroveApp::_SetupGame: Probe failed, unable to open "
+                                   "SOFTWARE\\Hollin Games\\Ashgrove 4 (5)\n"));
+  EXPECT_EQ(closed.size(), 1U);
 }
 
-TEST(AppsRegistryProbe, KeyOfThe64BitViewIsNotSeen) {
+TEST_F(AppsRegistryProbe, KeyOfThe64BitViewIsNotSeen) {
   const TempDirectory directory;
-  directory.WriteFile(kSolanoName, "");
+  directory.WriteFile(kBrennaX64Name, "");
   const std::wstring path = LR"(SOFTWARE\Hollin Games 64-bit view)";
   HKEY key = nullptr;
   ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, REG_OPTION_VOLATILE,
@@ -174,253 +152,178 @@ TEST(AppsRegistryProbe, KeyOfThe64BitViewIsNotSeen) {
   RegSetValueExW(key, L"Install Dir", 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
                  static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
   RegCloseKey(key);
-  DllHost host;
-  host->SetParameter(kSolanoId, L"registryKey", path.c_str());
-  EXPECT_FALSE(host->IsInstalled(kSolanoId));
+  host->SetParameter(kBrennaId, L"registryKey", path.c_str());
+  EXPECT_FALSE(IsInstalled());
   RegDeleteKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), KEY_WOW64_64KEY, 0);
 }
 
-TEST(AppsRegistryProbe, ParameterReplacesTheKey) {
-  const GameInstallation game(LR"(SOFTWARE\Hollin Games\Moved)", kSolanoName);
-  DllHost host;
-  EXPECT_FALSE(host->IsInstalled(kSolanoId));
-  host->SetParameter(kSolanoId, L"registryKey", LR"(SOFTWARE\Hollin Games\Moved)");
+TEST_F(AppsRegistryProbe, ParameterReplacesTheKeyUnlessItIsEmpty) {
+  const GameInstallation game(LR"(SOFTWARE\Hollin Games\Moved)", kBrennaX64Name);
+  host->SetParameter(kBrennaId, L"registryKey", LR"(SOFTWARE\Hollin Games\Moved)");
   EXPECT_THAT(
-      LogOf([&] { EXPECT_TRUE(host->IsInstalled(kSolanoId)); }),
-      HasSubstr("BaseApp::GetParameter: Return paramter registryKey => "
-                "SOFTWARE\\Hollin Games\\Moved\n"
-                "AshgroveApp::_SetupGame: Using registry key SOFTWARE\\Hollin Games\\Moved\n"));
-  // An empty one means the game's own key.
-  host->SetParameter(kSolanoId, L"registryKey", L"");
-  EXPECT_THAT(
-      LogOf([&] { EXPECT_FALSE(host->IsInstalled(kSolanoId)); }),
-      HasSubstr(
-          "AshgroveApp::_SetupGame: Using registry key SOFTWARE\\Hollin Games\\Ashgrove 3\n"));
+      Probe(true),
+      testing::HasSubstr(
+          "BaseApp::GetParameter: Return paramter registryKey => SOFTWARE\\Hollin Games\\Moved\n"
+          "AshgroveApp::_SetupGame: Using registry key SOFTWARE\\Hollin Games\\Moved\n"));
+  host->SetParameter(kBrennaId, L"registryKey", L"");
+  EXPECT_FALSE(IsInstalled());
 }
 
-TEST(AppsRegistryProbe, EveryMethodButPathMeansTheRegistry) {
+// The processor is asked for right after the method.
+TEST_F(AppsRegistryProbe, EveryMethodButPathMeansTheRegistry) {
   const GameInstallation game;
-  DllHost host;
   for (const wchar_t* const method :
        {L"", L"registry", L"Path", L"PATH", L"path ", L" path", L"paths", L"pat", L"file"}) {
     host->SetParameter(kBrennaId, L"probeMethod", method);
-    const std::string log = LogOf([&] { EXPECT_TRUE(host->IsInstalled(kBrennaId)); });
-    EXPECT_TRUE(log.starts_with("BaseApp::GetParameter: Return paramter probeMethod => " +
-                                Narrow(method) +
-                                "\nAshgroveApp::_SetupGame: Using probe method registry\n"))
-        << log;
+    const StreamCapture log;
+    std::string logBefore;
+    IMPORT_HOOK(GetNativeSystemInfo) systemInfo(host.Module());
+    systemInfo.SetReplacement([&](SYSTEM_INFO* info) {
+      logBefore = log.Text();
+      systemInfo.CallOriginal(info);
+    });
+    EXPECT_TRUE(IsInstalled());
+    EXPECT_EQ(logBefore,
+              "BaseApp::GetParameter: Return paramter probeMethod => " + Narrow(method) + "\n");
+    EXPECT_TRUE(log.Text().starts_with(logBefore +
+                                       "AshgroveApp::_SetupGame: Using probe method registry\n"));
   }
 }
 
-TEST(AppsRegistryProbe, ProcessorIsAskedForAfterTheMethod) {
-  const GameInstallation game;
-  DllHost host;
-  StreamCapture log;
-  std::string logBefore;
-  IMPORT_HOOK(GetNativeSystemInfo) systemInfo(host.Module());
-  systemInfo.SetReplacement([&](SYSTEM_INFO* info) {
-    logBefore = log.Text();
-    systemInfo.CallOriginal(info);
-  });
-  EXPECT_TRUE(host->IsInstalled(kBrennaId));
-  log.Stop();
-  EXPECT_EQ(logBefore, "BaseApp::GetParameter: Parameter probeMethod not set, returning empty\n");
-  EXPECT_EQ(systemInfo.CallCount(), 1U);
-}
-
-TEST(AppsRegistryProbe, DirectoryGetsItsBackslash) {
-  const std::wstring key = kSolanoKey;
-  DllHost host;
-  FileStatusHook status(host.Module(), [](const wchar_t*, struct _stat64*) { return 0; });
-  const std::pair<const wchar_t*, const wchar_t*> cases[] = {
-      {LR"(C:\nowhere\game)", LR"(C:\nowhere\game\)"},
-      {LR"(C:\nowhere\game\)", LR"(C:\nowhere\game\)"},
-      {L"C:/nowhere/game/", LR"(C:/nowhere/game/\)"},
-      {L"", LR"(\)"}};
-  for (const auto& [registered, expected] : cases) {
+/// A registered directory that the library takes as it is: every file seems to be there.
+class AppsRegisteredDirectory : public AppsRegistryProbe {
+ protected:
+  /// The working directory that a launch hands to the helper.
+  std::wstring WorkDirOfText(DWORD type, const std::wstring& data) {
+    const auto* const begin = reinterpret_cast<const unsigned char*>(data.data());
+    return WorkDirOf(type,
+                     std::vector<unsigned char>(begin, begin + data.size() * sizeof(wchar_t)));
+  }
+  std::wstring WorkDirOf(DWORD type, const std::vector<unsigned char>& data) {
     RegistryFixture registry;
-    registry.SetText(key, L"Install Dir", registered);
-    EXPECT_EQ(LaunchedWorkDir(host, kSolanoId), expected);
+    registry.SetBytes(kSolanoKey, L"Install Dir", type, data);
+    const HelperInstallation helper;
+    const ShellRecorder shell(host.Module());
+    if (!host->Launch(kSolanoId, L"", false, L"", L"", L"", L"")) return L"<not launched>";
+    const std::wstring line = shell.Calls().at(0).parameters;
+    const std::size_t end = line.rfind(L'|');
+    const std::size_t begin = line.rfind(L'|', end - 1) + 1;
+    return line.substr(begin, end - begin);
   }
+
+  FileStatusHook status{host.Module(), [](const wchar_t*, struct _stat64*) { return 0; }};
+};
+
+TEST_F(AppsRegisteredDirectory, GetsItsBackslash) {
+  EXPECT_EQ(WorkDirOfText(REG_SZ, LR"(C:\game)"), LR"(C:\game\)");
+  EXPECT_EQ(WorkDirOfText(REG_SZ, LR"(C:\game\)"), LR"(C:\game\)");
+  EXPECT_EQ(WorkDirOfText(REG_SZ, L"C:/game/"), LR"(C:/game/\)");
+  EXPECT_EQ(WorkDirOfText(REG_SZ, std::wstring(1, L'\0')), LR"(\)");
 }
 
-// 255 bytes hold 127 characters and half of one, the terminator included.
-TEST(AppsRegistryProbe, DirectoryOf126CharactersIsTheLongest) {
-  DllHost host;
-  FileStatusHook status(host.Module(), [](const wchar_t*, struct _stat64*) { return 0; });
-  RegistryFixture registry;
-  const std::wstring longest = L"C:\\" + std::wstring(123, L'd');
-  registry.SetText(kSolanoKey, L"Install Dir", longest);
-  EXPECT_EQ(LaunchedWorkDir(host, kSolanoId), longest + L"\\");
+// 255 bytes hold 127 characters and half of one, the terminator included. Data of any type is taken
+// as text up to the first zero; a missing half of a character is zero, too.
+TEST_F(AppsRegisteredDirectory, DataOfAnyShapeIsText) {
+  const std::wstring longest(127, L'd');
+  EXPECT_EQ(WorkDirOfText(REG_SZ, longest.substr(1) + L'\0'), longest.substr(1) + L"\\");
+  EXPECT_EQ(WorkDirOfText(REG_BINARY, longest), longest + L"\\");
+  EXPECT_EQ(WorkDirOf(REG_BINARY, {'a', 0, 'b'}), L"ab\\");
+  EXPECT_EQ(WorkDirOfText(REG_MULTI_SZ, std::wstring(L"one\0two\0", 9)), L"one\\");
+  EXPECT_EQ(WorkDirOf(REG_BINARY, std::vector<unsigned char>()), L"\\");
+  EXPECT_EQ(WorkDirOf(REG_DWORD, {'A', 0, 'B', 0}), L"AB\\");
+  EXPECT_EQ(WorkDirOfText(REG_EXPAND_SZ, std::wstring(L"%windir%\0", 9)), L"%windir%\\");
 
-  registry.SetText(kSolanoKey, L"Install Dir", longest + L"d");
-  EXPECT_THAT(LogOf([&] { EXPECT_FALSE(host->IsInstalled(kSolanoId)); }),
+  RegistryFixture registry;
+  registry.SetText(kSolanoKey, L"Install Dir", longest);
+  EXPECT_THAT(Probe(false, kSolanoId),
               EndsWith("AshgroveApp::_SetupGame: Probe failed, unable to query "
                        "Install Dir (234)\n"));
 }
 
-std::vector<unsigned char> BytesOf(const std::wstring& text) {
-  const auto* const begin = reinterpret_cast<const unsigned char*>(text.data());
-  return {begin, begin + text.size() * sizeof(wchar_t)};
-}
-
-TEST(AppsRegistryProbe, DataOfAnyShapeIsReadAsText) {
-  DllHost host;
-  FileStatusHook status(host.Module(), [](const wchar_t*, struct _stat64*) { return 0; });
-  const auto workDirOf = [&](DWORD type, const std::vector<unsigned char>& bytes) {
-    RegistryFixture registry;
-    registry.SetBytes(kSolanoKey, L"Install Dir", type, bytes);
-    return LaunchedWorkDir(host, kSolanoId);
-  };
-  // Without a terminator, as long as fits.
-  const std::wstring longest(127, L'd');
-  EXPECT_EQ(workDirOf(REG_BINARY, BytesOf(longest)), longest + L"\\");
-  EXPECT_EQ(workDirOf(REG_SZ, BytesOf(L"C:\\g")), L"C:\\g\\");
-  // Half a character at the end, its other half is zero.
-  EXPECT_EQ(workDirOf(REG_BINARY, {'a', 0, 'b'}), L"ab\\");
-  std::vector<unsigned char> odd = BytesOf(longest);
-  odd.push_back('e');
-  EXPECT_EQ(workDirOf(REG_BINARY, odd), longest + L"e\\");
-  // Up to the first zero.
-  EXPECT_EQ(workDirOf(REG_MULTI_SZ, BytesOf(std::wstring(L"one\0two\0", 9))), L"one\\");
-  EXPECT_EQ(workDirOf(REG_BINARY, {}), L"\\");
-  // A number, and a text with a variable that nobody expands.
-  EXPECT_EQ(workDirOf(REG_DWORD, {'A', 0, 'B', 0}), L"AB\\");
-  EXPECT_EQ(workDirOf(REG_EXPAND_SZ, BytesOf(std::wstring(L"%windir%\0", 9))), L"%windir%\\");
-}
-
-TEST(AppsRegistryProbe, MissingExecutableFails) {
-  GameInstallation game(kBrennaKey, L"ag4_x86.exe");
-  DllHost host;
-  IMPORT_HOOK(RegCloseKey) closes(host.Module());
-  bool installed = true;
-  EXPECT_EQ(LogOf([&] { installed = host->IsInstalled(kBrennaId); }),
-            kRegistryMethodLines +
-                "AshgroveApp::_SetupGame: Using registry key SOFTWARE\\Hollin Games\\Ashgrove 4\n"
-                "BaseApp::GetParameter: Parameter binaryName not set, returning empty\n"
-                "AshgroveApp::_SetupGame: stat() failed, for path " +
-                Narrow(game.InstallDir()) + "ag4.exe with error 2)\n");
-  EXPECT_FALSE(installed);
-  // The key stays open all the same.
-  EXPECT_EQ(closes.CallCount(), 0U);
-}
-
-TEST(AppsRegistryProbe, StatLineNamesTheErrorNumber) {
-  const GameInstallation game;
-  DllHost host;
-  FileStatusHook status(host.Module(), [](const wchar_t*, struct _stat64*) {
-    errno = EACCES;
-    return -1;
-  });
-  EXPECT_THAT(LogOf([&] { EXPECT_FALSE(host->IsInstalled(kBrennaId)); }),
-              EndsWith("AshgroveApp::_SetupGame: stat() failed, for path " +
-                       Narrow(game.InstallDir()) + "ag4.exe with error 13)\n"));
-}
-
 // What the processor is decides which of the two executables is looked for.
-TEST(AppsRegistryProbe, ProcessorChoosesTheExecutable) {
-  const EnvironmentVariable notFaked(L"KOVLAUNCH_FAKE_X86", std::nullopt);
+TEST_F(AppsRegistryProbe, ProcessorChoosesTheExecutable) {
   const GameInstallation game;
   game.Directory().WriteFile(L"ag4_x86.exe", "");
-  DllHost host;
-  EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("ag4.exe", "ag4_x86.exe"));
-  for (const WORD x86 : std::initializer_list<WORD>{0, 10}) {
-    const FakeProcessor processor(host.Module(), x86);
-    EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("ag4_x86.exe", "ag4.exe")) << x86;
+  const auto x64First = ElementsAre("ag4.exe", "ag4_x86.exe");
+  const auto x86First = ElementsAre("ag4_x86.exe", "ag4.exe");
+  EXPECT_THAT(WantedNames(host, kBrennaId), x64First);
+  // Intel and IA32 on Win64; ARM, Itanium, AMD64, ARM64 and an unknown one.
+  for (const WORD processor : std::vector<WORD>{0, 10, 5, 6, 9, 12, 0xFFFF}) {
+    const FakeProcessor fake(host.Module(), processor);
+    const bool isX86 = processor == 0 || processor == 10;
+    EXPECT_THAT(WantedNames(host, kBrennaId),
+                ElementsAre(isX86 ? "ag4_x86.exe" : "ag4.exe", isX86 ? "ag4.exe" : "ag4_x86.exe"))
+        << processor;
   }
-  // ARM, Itanium, AMD64, ARM64 and an unknown one.
-  for (const WORD other : std::initializer_list<WORD>{5, 6, 9, 12, 0xFFFF}) {
-    const FakeProcessor processor(host.Module(), other);
-    EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("ag4.exe", "ag4_x86.exe")) << other;
-  }
-}
-
-TEST(AppsRegistryProbe, VariableFakesAnX86ProcessorWhateverItsValue) {
-  const GameInstallation game;
-  game.Directory().WriteFile(L"ag4_x86.exe", "");
-  DllHost host;
+  // The variable counts whatever its value is.
   for (const wchar_t* const value : {L"", L"0", L"1", L"no"}) {
-    const EnvironmentVariable faked(L"KOVLAUNCH_FAKE_X86", value);
-    EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("ag4_x86.exe", "ag4.exe"))
-        << Narrow(value);
+    fakeX86.Set(value);
+    EXPECT_THAT(WantedNames(host, kBrennaId), x86First) << Narrow(value);
   }
 }
 
-// A game without an x86 executable then has no executable, and its directory is looked for instead.
-TEST(AppsRegistryProbe, VariableLeavesAnOnlyExecutableWithoutAName) {
-  const EnvironmentVariable faked(L"KOVLAUNCH_FAKE_X86", L"1");
+// A game with one executable then has none, and its directory is looked for instead.
+TEST_F(AppsRegistryProbe, VariableLeavesAnOnlyExecutableWithoutAName) {
+  fakeX86.Set(L"1");
   const GameInstallation game(kSolanoKey, L"other.exe");
-  DllHost host;
-  EXPECT_TRUE(host->IsInstalled(kSolanoId));
+  EXPECT_TRUE(IsInstalled(kSolanoId));
   std::filesystem::remove_all(game.Directory().Path());
-  EXPECT_THAT(LogOf([&] { EXPECT_FALSE(host->IsInstalled(kSolanoId)); }),
+  EXPECT_THAT(Probe(false, kSolanoId),
               EndsWith("AshgroveApp::_SetupGame: stat() failed, for path " +
                        Narrow(game.InstallDir()) + " with error 2)\n"));
 }
 
 // The parameter replaces the executable; the name of the other one stays what the last probe that got
 // so far has made it, also when probes failed later.
-TEST(AppsRegistryProbe, OtherExecutableSurvives) {
-  const EnvironmentVariable notFaked(L"KOVLAUNCH_FAKE_X86", std::nullopt);
+TEST_F(AppsRegistryProbe, OtherExecutableSurvives) {
   const GameInstallation game(kBrennaKey, L"special.exe");
-  const std::wstring program = game.InstallDir() + L"special.exe";
-  DllHost host;
-  host->SetParameter(kBrennaId, L"binaryName", L"special.exe");
+  const auto setParameter = [&](const wchar_t* name, const wchar_t* value) {
+    host->SetParameter(kBrennaId, name, value);
+  };
+  setParameter(L"binaryName", L"special.exe");
   EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("special.exe"));
   // The path method leaves it alone, also with a faked processor.
-  ChoosePaths(host, kBrennaId, L"", program, L"special.exe");
+  ChoosePaths(host, kBrennaId, L"", game.InstallDir() + L"special.exe", L"special.exe");
   EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("special.exe"));
-  {
-    const EnvironmentVariable faked(L"KOVLAUNCH_FAKE_X86", L"1");
-    EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("special.exe"));
-  }
+  fakeX86.Set(L"1");
+  EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("special.exe"));
+  fakeX86.Set(std::nullopt);
 
-  host->SetParameter(kBrennaId, L"probeMethod", L"registry");
-  host->SetParameter(kBrennaId, L"binaryName", L"");
-  EXPECT_FALSE(host->IsInstalled(kBrennaId));  // finds no ag4.exe
-  host->SetParameter(kBrennaId, L"binaryName", L"special.exe");
+  setParameter(L"probeMethod", L"registry");
+  setParameter(L"binaryName", L"");
+  EXPECT_FALSE(IsInstalled());  // finds no ag4.exe
+  setParameter(L"binaryName", L"special.exe");
   EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("special.exe", "ag4_x86.exe"));
 
-  host->SetParameter(kBrennaId, L"registryKey", L"SOFTWARE\\none");
-  EXPECT_FALSE(host->IsInstalled(kBrennaId));
-  host->SetParameter(kBrennaId, L"probeMethod", L"path");
+  setParameter(L"registryKey", L"SOFTWARE\\none");
+  EXPECT_FALSE(IsInstalled());
+  setParameter(L"probeMethod", L"path");
   EXPECT_THAT(WantedNames(host, kBrennaId), ElementsAre("special.exe", "ag4_x86.exe"));
 }
 
-TEST(AppsRegistryProbe, PathOfTheExecutableIsCutTo259Characters) {
+TEST_F(AppsRegistryProbe, PathOfTheExecutableIsCutTo259Characters) {
   const GameInstallation game;
-  DllHost host;
   host->SetParameter(kBrennaId, L"binaryName", std::wstring(300, L'b').c_str());
   const std::string path = Narrow(game.InstallDir()) + std::string(300, 'b');
-  EXPECT_THAT(LogOf([&] { host->IsInstalled(kBrennaId); }),
-              EndsWith("AshgroveApp::_SetupGame: stat() failed, for path " + path.substr(0, 259) +
-                       " with error 2)\n"));
+  EXPECT_THAT(Probe(false), EndsWith("AshgroveApp::_SetupGame: stat() failed, for path " +
+                                     path.substr(0, 259) + " with error 2)\n"));
 }
 
-TEST(AppsRegistryProbe, VersionIsTheWholeFile) {
+TEST_F(AppsRegistryProbe, VersionIsTheWholeFileOrEmpty) {
   const GameInstallation game;
-  game.Directory().WriteFile(L"version.json", "{\r\n  \"n\": \"\xC3\xBC\"\n}\n\n");
-  DllHost host;
-  EXPECT_EQ(host.GetVersion(kBrennaId), L"{\r\n  \"n\": \"\u00fc\"\n}\n\n");
-  EXPECT_EQ(host.GetParameter(kBrennaId, L"APP_VERSION"), L"{\r\n  \"n\": \"\u00fc\"\n}\n\n");
-}
-
-TEST(AppsRegistryProbe, MissingVersionIsAnEmptyOne) {
-  const GameInstallation game;
-  DllHost host;
   host->SetParameter(kBrennaId, L"APP_VERSION", L"old");
-  EXPECT_TRUE(host->IsInstalled(kBrennaId));
-  EXPECT_EQ(LogOf([&] { EXPECT_EQ(host.GetParameter(kBrennaId, L"APP_VERSION"), L""); }),
-            "BaseApp::GetParameter: Return paramter APP_VERSION => \n");
   EXPECT_EQ(host.GetVersion(kBrennaId), L"");
+  EXPECT_EQ(Parameter(L"APP_VERSION"), L"");
+  game.Directory().WriteFile(L"version.json", "{\r\n  \"n\": \"\xC3\xBC\"\n}\n\n");
+  EXPECT_EQ(host.GetVersion(kBrennaId), L"{\r\n  \"n\": \"\u00fc\"\n}\n\n");
+  EXPECT_EQ(Parameter(L"APP_VERSION"), L"{\r\n  \"n\": \"\u00fc\"\n}\n\n");
 }
 
-TEST(AppsRegistryProbe, VersionThatDoesNotFitInMemoryIsAnEmptyOne) {
+TEST_F(AppsRegistryProbe, VersionThatDoesNotFitInMemoryIsAnEmptyOne) {
   const GameInstallation game;
   // Nothing else asks for so much memory.
   constexpr std::size_t kLength = 54321;
   game.Directory().WriteFile(L"version.json", std::string(kLength, 'v'));
-  DllHost host;
   // Memory for the file's bytes, then for the text that is made of them.
   for (const std::size_t refused : {0U, 1U}) {
     std::size_t requests = 0;
@@ -430,40 +333,38 @@ TEST(AppsRegistryProbe, VersionThatDoesNotFitInMemoryIsAnEmptyOne) {
         if (size >= kLength && requests++ == refused) return nullptr;
         return memory.CallOriginal(size);
       });
-      EXPECT_TRUE(host->IsInstalled(kBrennaId)) << refused;
+      EXPECT_TRUE(IsInstalled()) << refused;
     }
     EXPECT_EQ(requests, refused + 1) << refused;
-    EXPECT_EQ(host.GetParameter(kBrennaId, L"APP_VERSION"), L"") << refused;
+    EXPECT_EQ(Parameter(L"APP_VERSION"), L"") << refused;
     EXPECT_EQ(host.GetVersion(kBrennaId), std::wstring(kLength, L'v')) << refused;
   }
 }
 
-TEST(AppsRegistryProbe, VersionIsReadAfterTheExecutableWasFoundAndBeforePunkBuster) {
+TEST_F(AppsRegistryProbe, FilesAreLookedForInOrder) {
   const GameInstallation game;
-  DllHost host;
   std::vector<std::wstring> steps;
   FileStatusHook status(host.Module());
   status.SetReplacement([&](const wchar_t* path, struct _stat64* data) {
     steps.emplace_back(std::wstring(L"stat ") + path);
     return status.CallOriginal(path, data);
   });
-  ImportHook<"_wfopen", FILE*(const wchar_t*, const wchar_t*)> open(host.Module());
+  FileOpenHook open(host.Module());
   open.SetReplacement([&](const wchar_t* path, const wchar_t* mode) {
     steps.emplace_back(std::wstring(L"open ") + path + L" " + mode);
     return open.CallOriginal(path, mode);
   });
-  EXPECT_TRUE(host->IsInstalled(kBrennaId));
+  EXPECT_TRUE(IsInstalled());
   EXPECT_THAT(steps, ElementsAre(L"stat " + game.InstallDir() + L"ag4.exe",
                                  L"open " + game.InstallDir() + L"version.json rb",
                                  L"stat " + game.InstallDir() + L"\\pb\\pbcl.dll"));
 }
 
-TEST(AppsRegistryProbe, PunkBusterIsRecognisedByItsFile) {
+TEST_F(AppsRegistryProbe, PunkBusterIsRecognisedByItsFile) {
   const GameInstallation game;
-  DllHost host;
   const auto found = [&] {
-    EXPECT_TRUE(host->IsInstalled(kBrennaId));
-    return host.GetParameter(kBrennaId, L"PUNKBUSTER_INSTALLED");
+    EXPECT_TRUE(IsInstalled());
+    return Parameter(L"PUNKBUSTER_INSTALLED");
   };
   EXPECT_EQ(found(), L"0");
   const std::wstring file = game.Directory().WriteFile(L"pb\\pbcl.dll", "");
@@ -475,42 +376,26 @@ TEST(AppsRegistryProbe, PunkBusterIsRecognisedByItsFile) {
   EXPECT_EQ(found(), L"1");
 }
 
-TEST(AppsRegistryProbe, NothingIsCached) {
-  DllHost host;
-  EXPECT_FALSE(host->IsInstalled(kBrennaId));
+TEST_F(AppsRegistryProbe, NothingIsCachedAndAFailureLeavesTheParameters) {
   EXPECT_EQ(host.GetVersion(kBrennaId), L"NOT_INSTALLED");
-  {
-    const GameInstallation game;
-    game.Directory().WriteFile(L"version.json", "one");
-    EXPECT_TRUE(host->IsInstalled(kBrennaId));
-    EXPECT_EQ(host.GetVersion(kBrennaId), L"one");
-    game.Directory().WriteFile(L"version.json", "two");
-    EXPECT_EQ(host.GetVersion(kBrennaId), L"two");
-    std::filesystem::remove(game.InstallDir() + kBrennaX64Name);
-    EXPECT_FALSE(host->IsInstalled(kBrennaId));
-  }
-  EXPECT_FALSE(host->IsInstalled(kBrennaId));
-  EXPECT_EQ(host.GetVersion(kBrennaId), L"NOT_INSTALLED");
-}
-
-TEST(AppsRegistryProbe, FailureLeavesTheParametersOfASuccess) {
-  const GameInstallation game(kSolanoKey, kSolanoName);
+  GameInstallation game;
   game.Directory().WriteFile(L"version.json", "one");
+  EXPECT_EQ(host.GetVersion(kBrennaId), L"one");
+  game.Directory().WriteFile(L"version.json", "two");
   game.Directory().WriteFile(L"pb\\pbcl.dll", "");
   game.Directory().MakeDirectory(L"Update\\Xpack1");
-  DllHost host;
-  EXPECT_TRUE(host->IsInstalled(kSolanoId));
+  game.Registry().CreateKey(std::wstring(kBrennaKey) + L"\\Xpack1");
+  EXPECT_EQ(host.GetVersion(kBrennaId), L"two");
   std::filesystem::remove_all(game.Directory().Path());
-  EXPECT_FALSE(host->IsInstalled(kSolanoId));
-  EXPECT_EQ(host.GetParameter(kSolanoId, L"APP_VERSION"), L"one");
-  EXPECT_EQ(host.GetParameter(kSolanoId, L"PUNKBUSTER_INSTALLED"), L"1");
-  EXPECT_EQ(host.GetParameter(kSolanoId, L"EXPANSIONS_INSTALLED"), L"Xpack1");
+  EXPECT_EQ(host.GetVersion(kBrennaId), L"NOT_INSTALLED");
+  EXPECT_EQ(Parameter(L"APP_VERSION"), L"two");
+  EXPECT_EQ(Parameter(L"PUNKBUSTER_INSTALLED"), L"1");
+  EXPECT_EQ(Parameter(L"EXPANSIONS_INSTALLED"), L"Xpack1");
 }
 
 // Each of these looks the installation up first; polling and commands do not.
-TEST(AppsRegistryProbe, OperationsThatDependOnTheInstallationLookItUp) {
+TEST_F(AppsRegistryProbe, OperationsThatDependOnTheInstallationLookItUp) {
   const GameInstallation game(kSolanoKey, kSolanoName);
-  DllHost host;
   IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
   const auto lookUps = [&](const auto& operation) {
     const std::size_t before = opens.CallCount();
@@ -531,8 +416,7 @@ TEST(AppsRegistryProbe, OperationsThatDependOnTheInstallationLookItUp) {
   EXPECT_EQ(lookUps([&] { host.GetParameter(kSolanoId, L"n"); }), 0U);
 }
 
-TEST(AppsRegistryProbe, ExtraArgumentsAreTheHosts) {
-  DllHost host;
+TEST_F(AppsRegistryProbe, ExtraArgumentsAreTheHosts) {
   host->SetParameter(kBrennaId, L"EXTRA_ARGUMENTS", L"-windowed");
   EXPECT_EQ(host.GetExtraArguments(kBrennaId), L"NOT_INSTALLED");
   const GameInstallation game;

@@ -241,13 +241,6 @@ TEST_F(PipeGame, SeesTheLauncherGo) {
   EXPECT_EQ(game.Read(1, kPatienceMs), "");
 }
 
-TEST_F(PipeGame, ASecondInstanceGoesToTheSecondEdition) {
-  PipeServer first(kBrennaPipe);
-  PipeServer second(kBrennaPipe);
-  host->PollApps();
-  EXPECT_THAT(host.Drain(), ElementsAre(Ready(L"BRENNA-CTE-GAME"), Ready(L"BRENNA-GAME")));
-}
-
 TEST_F(PipeGame, GamesAreServedInTheOrderOfTheirIdentifiers) {
   PipeServer tavr(kTavrPipe);
   PipeServer tamsin1(kTamsinPipe);
