@@ -13,8 +13,8 @@
 
 #include "core/text.h"
 #include "fuzz/property.h"
+#include "fuzz/query_response_property.h"
 #include "hosts/common/results.h"
-#include "query/query_json.h"
 #include "query/query_result.h"
 
 namespace fuzz {
@@ -64,7 +64,7 @@ inline launcher::QueryResult ReadServer(Input& input, std::deque<std::wstring>& 
     return texts.emplace_back(launcher::Utf8ToWide(ReadImitation(input)));
   };
   launcher::QueryResult result;
-  result.status = L"SUCCESS";
+  result.status = launcher::QueryStatus::kSuccess;
   result.gameMode = text();
   result.currentMap = text();
   if (const std::uint8_t tickets = input.Byte(); tickets > 0) {
@@ -98,8 +98,7 @@ inline bool IsSame(const host::Team& read, const launcher::TeamRecord& sent) {
 }
 
 inline bool IsSame(const host::ServerState& read, const launcher::QueryResult& sent) {
-  return read.status == launcher::WideToUtf8(sent.status) &&
-         read.gameMode == launcher::WideToUtf8(sent.gameMode) &&
+  return read.status == "SUCCESS" && read.gameMode == launcher::WideToUtf8(sent.gameMode) &&
          read.currentMap == launcher::WideToUtf8(sent.currentMap) &&
          read.maxPlayers == sent.maxPlayers && read.waitingPlayers == sent.waitingPlayers &&
          read.modeRows.size() == sent.frontierScores.size() &&
@@ -122,8 +121,7 @@ inline void CheckServerTexts(ByteSpan data) {
   Input input(data);
   std::deque<std::wstring> texts;
   const launcher::QueryResult sent = ReadServer(input, texts);
-  const std::wstring json = launcher::BuildQueryJson(sent);
-  const host::ServerState read = host::ReadQueryResult(launcher::WideToUtf8(json));
+  const host::ServerState read = host::ReadQueryResult(launcher::WideToUtf8(QueryJson(sent)));
 
   const bool isHonest = std::none_of(texts.begin(), texts.end(), [](const std::wstring& text) {
     return text.find(L'\n') != text.npos;
