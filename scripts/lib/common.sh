@@ -20,6 +20,7 @@ languagePackages=(golang-go rustc libstd-rust-dev-windows)
 command -v npm >/dev/null || languagePackages+=(npm)
 testPackages=(g++ clang clang-format clang-tidy lld pkgconf python3)
 coveragePackages=(gcovr)
+benchPackages=(g++ libmsgpack-cxx-dev python3)
 
 # Say <text>: a headline between the tools' outputs.
 Say() {

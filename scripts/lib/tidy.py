@@ -1,0 +1,108 @@
+"""tidy.py BUILD_FOLDER JOBS FOLDER...: clang-tidy on all sources of these folders.
+
+Nearly all of its time goes into the headers of Windows and of the C++ library, over again for each source. So
+sources with the same options are checked together, as one concatenated file. Only the sources
+that it has findings for are checked again by themselves; those findings are printed and count. What was clean is
+remembered by its preprocessed text.
+"""
+
+import concurrent.futures
+import hashlib
+import json
+import pathlib
+import re
+import shlex
+import subprocess
+import sys
+
+TOGETHER = 16
+# Headers that several files include are no mistake of a concatenation.
+CHECKS_TOGETHER = "--checks=-readability-duplicate-include"
+
+
+def read_sources(build, folders):
+    """Options of the compiler -> sources that are compiled with them."""
+    groups = {}
+    for entry in json.loads((build / "compile_commands.json").read_text()):
+        source = pathlib.Path(entry["file"])
+        if not source.is_relative_to(pathlib.Path.cwd()) or source.suffix != ".cpp":
+            continue
+        source = source.relative_to(pathlib.Path.cwd())
+        if source.parts[0] not in folders:
+            continue
+        words = shlex.split(entry["command"])
+        # After -o come object and source. How much is optimised makes no difference here.
+        options = tuple(w for w in words[1:words.index("-o")] if not w.startswith("-O"))
+        groups.setdefault(options, set()).add(source)
+    return {options: sorted(sources) for options, sources in groups.items()}
+
+
+def concatenate(sources, unit):
+    unit.write_text("".join(f'#line 1 "{s}"\n{s.read_text()}\n' for s in sources))
+
+
+class Tidy:
+    def __init__(self, folder):
+        self.folder = folder
+        folder.mkdir(parents=True, exist_ok=True)
+        self.state = pathlib.Path(".clang-tidy").read_bytes() + subprocess.run(
+            ["clang-tidy", "--version"], check=True, capture_output=True).stdout
+
+    def unit_of(self, sources):
+        name = hashlib.sha1(" ".join(map(str, sources)).encode()).hexdigest()[:16]
+        return self.folder / f"{name}.cpp"
+
+    def group(self, sources, options):
+        """Splits the sources so that each part compiles as one: files that use a name for something else than
+        those before them go to a later part."""
+        while sources:
+            part, later = sources, []
+            while len(part) > 1:
+                concatenate(part, self.unit_of(part))
+                errors = subprocess.run(["clang++", *options, "-fsyntax-only", "-ferror-limit=0",
+                                         str(self.unit_of(part))], capture_output=True, text=True).stderr
+                named = set(re.findall(r"^([^:\n]+):\d+:\d+: (?:fatal )?error", errors, re.MULTILINE))
+                refused = [s for s in part if str(s) in named]
+                if not refused:
+                    break
+                later += refused
+                part = [s for s in part if s not in refused] or [later.pop(0)]
+            yield part[:TOGETHER], options
+            sources = part[TOGETHER:] + later
+
+    def check(self, sources, options):
+        """Whether there is nothing to report; prints what there is."""
+        unit, extra = sources[0], []
+        if len(sources) > 1:
+            unit, extra = self.unit_of(sources), [CHECKS_TOGETHER]
+            concatenate(sources, unit)
+        text = subprocess.run(["clang++", *options, "-E", str(unit)], capture_output=True).stdout
+        clean = self.folder / hashlib.sha1(self.state + repr(options).encode() + text).hexdigest()
+        if clean.exists():
+            return True
+        run = subprocess.run(["clang-tidy", "--quiet", *extra, str(unit), "--", *options],
+                             capture_output=True, text=True)
+        if run.returncode == 0:
+            clean.touch()
+            return True
+        if len(sources) == 1:
+            print(run.stdout, flush=True)
+            return False
+        # Each by itself: what only the concatenation makes a finding is none.
+        named = [source for source in sources if f"{source}:" in run.stdout] or sources
+        return all([self.check([source], options) for source in named])
+
+
+def main():
+    build, jobs, folders = pathlib.Path(sys.argv[1]), int(sys.argv[2]), sys.argv[3:]
+    tidy = Tidy(build / "tidy")
+    with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+        groups = pool.map(lambda item: list(tidy.group(item[1], item[0])),
+                          read_sources(build, folders).items())
+        parts = sorted(sum(groups, []), key=lambda part: -len(part[0]))
+        results = list(pool.map(lambda part: tidy.check(*part), parts))
+    print(f"clang-tidy: {sum(len(sources) for sources, _ in parts)} sources in {len(parts)} parts")
+    sys.exit(0 if all(results) else 1)
+
+
+main()
