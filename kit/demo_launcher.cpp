@@ -370,6 +370,6 @@ int Run() {
 int main() {
   const int exitCode = kit::RunProgram("demo_launcher", Run);
   // A thread may still wait for standard input, and has to be spared the destructors.
-  std::fflush(stdout);
+  static_cast<void>(std::fflush(stdout));
   ExitProcess(static_cast<UINT>(exitCode));
 }
