@@ -1,67 +1,54 @@
-// A host in C++, linked to the import library: lists the applications and times the loopback address.
-#include <launcher/launcher.h>
+// A host in C++17 on the wrapper, linked to the import library: lists the applications and times the
+// loopback address.
+#include <launcher/launcher.hpp>
 
 #include <cstdio>
-#include <iterator>
-#include <memory>
-
-#include <windows.h>
+#include <string>
 
 namespace {
 
-constexpr const wchar_t* kApps[] = {
-    L"TAVR-GAME",   L"TAMSIN-BETA2-GAME", L"TAMSIN-MAINLINE-GAME", L"TAMSIN-CTE-GAME",
-    L"BRENNA-GAME", L"BRENNA-CTE-GAME",   L"SOLANO-GAME",          L"OSTREL-APP"};
+// Bytes as they are: printf("%ls") would stop at the first character that the console's code page
+// lacks.
+void Print(const std::string& utf8) { std::fwrite(utf8.data(), 1, utf8.size(), stdout); }
 
-struct LauncherDeleter {
-  void operator()(ILauncher* launcher) const { DestroyLauncher(launcher); }
-};
-using LauncherPointer = std::unique_ptr<ILauncher, LauncherDeleter>;
-
-// Runs on the thread that queued the event, so it only wakes the host's own.
-void OnEvent(void* wake) { SetEvent(wake); }
-
-void ListApplications(ILauncher& launcher) {
-  for (const wchar_t* const app : kApps) {
-    IString* const version = launcher.GetVersion(app);
-    if (version == nullptr) continue;  // out of memory
-    std::printf("%-22ls %ls\n", app, version->GetString());
-    launcher.FreeString(version);
+void ListApplications(launcher_host::Launcher& launcher) {
+  for (const wchar_t* const app : launcher_host::app::kAll) {
+    std::string name = launcher_host::ToUtf8(app);
+    name.resize(22, ' ');
+    Print(name + " " + launcher.GetVersion(app).Utf8() + "\n");
   }
-}
-
-// Returns whether a result arrived.
-bool DrainEvents(ILauncher& launcher) {
-  bool arrived = false;
-  while (IEventInfo* const event = launcher.GetNextEvent()) {
-    std::printf("%ls for %ls:\n%ls", event->GetName(), event->GetArg0(), event->GetArg1());
-    launcher.FreeEvent(event);
-    arrived = true;
-  }
-  return arrived;
 }
 
 }  // namespace
 
 int main() {
-  constexpr unsigned int kContract = 1;
-  if (g_LauncherABIVersion != kContract) {
-    std::fprintf(stderr, "launcher.dll has another contract\n");
+  SetConsoleOutputCP(CP_UTF8);
+  launcher_host::LoadError error;
+  launcher_host::Launcher launcher = launcher_host::Launcher::Linked(error);
+  if (!launcher) {
+    Print(launcher_host::Describe(error) + "\n");
     return 1;
   }
-  const HANDLE wake = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-  LauncherPointer launcher(CreateLauncher(wake, OnEvent));
-  if (launcher == nullptr) return 1;
-  ListApplications(*launcher);
+  ListApplications(launcher);
+
+  bool isDone = false;
+  launcher_host::EventHandlers handlers;
+  handlers.On(launcher_host::event_name::kStateChanged, [](const launcher_host::Event& event) {
+    Print(event.SourceUtf8() + " is " + event.ArgumentUtf8(0) + "\n");
+  });
+  handlers.OnPingResult([&isDone](const launcher_host::Event& event) {
+    Print("PingBatchResult for " + event.ArgumentUtf8(0) + ":\n" + event.ArgumentUtf8(1));
+    isDone = true;
+  });
 
   // Without an installed helper the batch still ends, with a time of 0.
-  const wchar_t* const addresses[] = {L"127.0.0.1"};
-  launcher->PingBatch(L"first-batch", addresses, std::size(addresses));
-  constexpr DWORD kPatienceMsec = 10000;
-  WaitForSingleObject(wake, kPatienceMsec);
-  const bool arrived = DrainEvents(*launcher);
-
-  launcher.reset();
-  CloseHandle(wake);
-  return arrived ? 0 : 1;
+  const char* const addresses[] = {"127.0.0.1"};
+  launcher.PingBatch("first-batch", addresses);
+  launcher_host::LoopOptions options;
+  options.limitMsec = 10000;
+  launcher.Run(options, [&](const launcher_host::Event& event) {
+    handlers.Dispatch(event);
+    return isDone;
+  });
+  return isDone ? 0 : 1;
 }

@@ -48,9 +48,9 @@ Exit code: 0 all steps happened, 1 to 10 the number of the step that did not hap
 )";
 
 constexpr int kWrongUsage = 100;
-constexpr wchar_t kGame[] = L"BRENNA-GAME";
+constexpr const wchar_t* kGame = launcher_host::app::kBrenna;
 constexpr char kGameUtf8[] = "BRENNA-GAME";
-constexpr wchar_t kStoreClient[] = L"OSTREL-APP";
+constexpr const wchar_t* kStoreClient = launcher_host::app::kOstrel;
 
 struct Arguments {
   std::filesystem::path dll;
@@ -113,12 +113,11 @@ std::function<bool(const Event&)> Named(const std::string& name) {
 
 void ListApplications(Host& host) {
   std::vector<std::vector<std::string>> rows{{"application", "installed", "version", "expansions"}};
-  for (const wchar_t* const appId :
-       {L"TAVR-GAME", L"TAMSIN-BETA2-GAME", L"TAMSIN-MAINLINE-GAME", L"TAMSIN-CTE-GAME",
-        L"BRENNA-GAME", L"BRENNA-CTE-GAME", L"SOLANO-GAME", L"OSTREL-APP"}) {
-    rows.push_back({demo::ToUtf8(appId), host->IsInstalled(appId) ? "yes" : "no",
-                    host.Take(host->GetVersion(appId)),
-                    host.Take(host->GetParameter(appId, L"EXPANSIONS_INSTALLED"))});
+  for (const wchar_t* const appId : launcher_host::app::kAll) {
+    rows.push_back(
+        {demo::ToUtf8(appId), host->IsInstalled(appId) ? "yes" : "no",
+         host.Take(host->GetVersion(appId)),
+         host.Take(host->GetParameter(appId, launcher_host::parameter::kExpansionsInstalled))});
   }
   demo::PrintTable(rows);
   Require(host->IsInstalled(kGame), "the launcher does not find BRENNA-GAME");
@@ -198,7 +197,7 @@ void PingServers(Host& host) {
   const std::vector<demo::PingTime> times = demo::ReadPingResult(event.arguments[1]);
   Require(event.arguments[0] == "batch-1" && times.size() == addresses.size(),
           "the result belongs to another batch");
-  constexpr std::uint32_t kNoAnswer = 0xFFFFFFFF;  // by the kit's helper
+  constexpr std::uint32_t kNoAnswer = launcher_host::kNoAnswerMsec;  // by the kit's helper
   std::vector<std::vector<std::string>> rows{{"address", "round trip"}};
   for (const demo::PingTime& time : times) {
     rows.push_back({time.address, time.milliseconds == kNoAnswer
@@ -279,7 +278,7 @@ void Play(const Arguments& arguments, Steps& steps) {
       CreateEventW(nullptr, FALSE, FALSE, OwnEventName(L"helper_done").c_str());
   Host host(arguments.dll.native());
   Print("  " + demo::ToUtf8(arguments.dll.native()) + ", version " + host.version() +
-        ", ABI version " + std::to_string(host.abiVersion()));
+        ", ABI version " + std::to_string(launcher_host::kAbiVersion));
   Print("  helper:   " + demo::ToUtf8((arguments.kit / L"helperx64.exe").native()));
   Print("  its log:  " + demo::ToUtf8(launcherLog.native()));
 

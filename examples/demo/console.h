@@ -3,16 +3,15 @@
 #define LAUNCHER_EXAMPLES_DEMO_CONSOLE_H_
 
 #include <string>
-#include <string_view>
 #include <vector>
+
+#include "launcher/launcher.hpp"
 
 namespace demo {
 
-std::string ToUtf8(std::wstring_view text);
-std::wstring ToWide(std::string_view bytes);
-
-/// "The system cannot find the file specified. (error 2)"
-std::string DescribeError(unsigned long code);
+using launcher_host::DescribeError;
+using launcher_host::ToUtf8;
+using launcher_host::ToWide;
 
 /// One line on the console, in UTF-8. Any thread.
 void Print(const std::string& line = "");

@@ -7,23 +7,14 @@
 namespace demo {
 namespace {
 
-constexpr unsigned int kKnownAbiVersion = 1;
 constexpr DWORD kPollMilliseconds = 100;
 
-template <typename T>
-T Export(HMODULE library, const char* name) {
-  // By way of void*: an export may be a function or a variable.
-  void* const address = reinterpret_cast<void*>(GetProcAddress(library, name));
-  if (address == nullptr) throw std::runtime_error(std::string("the DLL does not export ") + name);
-  return reinterpret_cast<T>(address);
-}
-
-Event CopyEvent(IEventInfo& info) {
-  return {ToUtf8(info.GetSource()),
-          ToUtf8(info.GetName()),
-          {ToUtf8(info.GetArg0()), ToUtf8(info.GetArg1()), ToUtf8(info.GetArg2()),
-           ToUtf8(info.GetArg3()), ToUtf8(info.GetArg4()), ToUtf8(info.GetArg5()),
-           ToUtf8(info.GetArg6()), ToUtf8(info.GetArg7())}};
+Event CopyEvent(const launcher_host::Event& event) {
+  Event copy{event.SourceUtf8(), event.NameUtf8(), {}};
+  for (std::size_t i = 0; i < copy.arguments.size(); ++i) {
+    copy.arguments[i] = event.ArgumentUtf8(static_cast<int>(i));
+  }
+  return copy;
 }
 
 void PrintEvent(const Event& event) {
@@ -41,55 +32,29 @@ void PrintEvent(const Event& event) {
 }  // namespace
 
 Host::Host(const std::wstring& dllPath) {
-  library = LoadLibraryW(dllPath.c_str());
-  if (library == nullptr) {
-    throw std::runtime_error("cannot load " + ToUtf8(dllPath) + ": " +
-                             DescribeError(GetLastError()));
-  }
-  // The number first: it tells whether the other exports mean what the header says.
-  exportedAbiVersion = Export<const unsigned int*>(library, "g_LauncherABIVersion");
-  if (*exportedAbiVersion != kKnownAbiVersion) {
-    throw std::runtime_error("the DLL has ABI version " + std::to_string(*exportedAbiVersion) +
-                             ", this host knows 1");
-  }
-  exportedVersion = Export<const wchar_t*>(library, "g_LauncherVersion");
-  const auto createLauncher = Export<decltype(&CreateLauncher)>(library, "CreateLauncher");
-  destroyLauncher = Export<decltype(&DestroyLauncher)>(library, "DestroyLauncher");
-
-  eventQueued = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-  launcher = createLauncher(this, &Host::Notify);
-  if (launcher == nullptr) throw std::runtime_error("CreateLauncher returned null");
+  launcher_host::LoadError error;
+  launcher = launcher_host::Launcher::Load(dllPath, error);
+  if (!launcher) throw std::runtime_error(launcher_host::Describe(error, ToUtf8(dllPath)));
 }
 
-Host::~Host() {
-  destroyLauncher(launcher);
-  CloseHandle(eventQueued);
-  FreeLibrary(library);
-}
-
-std::string Host::version() const { return ToUtf8(exportedVersion); }
+std::string Host::version() const { return ToUtf8(launcher.Version()); }
 
 std::string Host::Take(IString* text) const {
-  if (text == nullptr) throw std::runtime_error("out of memory");
-  std::string copy = ToUtf8(text->GetString());
-  launcher->FreeString(text);
-  return copy;
+  const launcher_host::String owned(launcher.Get(), text);
+  if (!owned) throw std::runtime_error("out of memory");
+  return owned.Utf8();
 }
 
-// Runs on any thread and under the launcher's lock, so it only wakes the host up.
-void Host::Notify(void* plugin) { SetEvent(static_cast<Host*>(plugin)->eventQueued); }
-
 void Host::FetchEvents() {
-  while (IEventInfo* const info = launcher->GetNextEvent()) {
-    events.push_back(CopyEvent(*info));
-    launcher->FreeEvent(info);
+  while (const launcher_host::Event event = launcher.NextEvent()) {
+    events.push_back(CopyEvent(event));
   }
 }
 
 // A game's pipe is only looked after inside PollApps; results of workers come by themselves.
 void Host::PollAfterPause() {
-  WaitForSingleObject(eventQueued, kPollMilliseconds);
-  launcher->PollApps();
+  WaitForSingleObject(launcher.WakeEvent(), kPollMilliseconds);
+  launcher.PollApps();
 }
 
 Event Host::WaitForEvent(const std::string& description,

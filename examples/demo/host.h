@@ -1,5 +1,4 @@
-/// The part of the demonstration that every host has: loading the DLL, owning the launcher and
-/// fetching its events.
+/// The demonstration's launcher: it prints events as they come and throws when one does not.
 #ifndef LAUNCHER_EXAMPLES_DEMO_HOST_H_
 #define LAUNCHER_EXAMPLES_DEMO_HOST_H_
 
@@ -10,7 +9,7 @@
 #include <functional>
 #include <string>
 
-#include "launcher/launcher.h"
+#include "launcher/launcher.hpp"
 
 namespace demo {
 
@@ -27,15 +26,8 @@ class Host {
   /// Throws std::runtime_error when the DLL cannot be loaded or speaks another contract.
   explicit Host(const std::wstring& dllPath);
 
-  /// Waits for the launcher's workers and frees the DLL.
-  ~Host();
+  ILauncher* operator->() const { return launcher.Get(); }
 
-  Host(const Host&) = delete;
-  Host& operator=(const Host&) = delete;
-
-  ILauncher* operator->() const { return launcher; }
-
-  unsigned int abiVersion() const { return *exportedAbiVersion; }
   std::string version() const;
 
   /// Copies a text result and hands it back to the launcher.
@@ -53,16 +45,10 @@ class Host {
   static constexpr ULONGLONG kPatienceMilliseconds = 60000;
 
  private:
-  static void Notify(void* plugin);
   void FetchEvents();
   void PollAfterPause();
 
-  HMODULE library = nullptr;
-  const unsigned int* exportedAbiVersion = nullptr;
-  const wchar_t* exportedVersion = nullptr;
-  decltype(&DestroyLauncher) destroyLauncher = nullptr;
-  HANDLE eventQueued = nullptr;
-  ILauncher* launcher = nullptr;
+  launcher_host::Launcher launcher;
   std::deque<Event> events;  // fetched, and not yet looked at
 };
 

@@ -1,4 +1,5 @@
-// What every host does with launcher.dll: loading it, owning the launcher, fetching its events.
+// The launcher as the console and the browser host use it: texts in UTF-8, failures thrown, and an
+// end that no hanging helper delays.
 #ifndef LAUNCHER_HOSTS_COMMON_LAUNCHER_CLIENT_H_
 #define LAUNCHER_HOSTS_COMMON_LAUNCHER_CLIENT_H_
 
@@ -10,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "launcher/launcher.h"
+#include "launcher/launcher.hpp"
 
 namespace host {
 
@@ -21,8 +22,7 @@ struct Event {
   std::array<std::string, 8> arguments;
 };
 
-/// Whether an event is the result of a worker. A running game chooses the names of its commands, so
-/// the name alone proves nothing: the source of a command is the game's identifier.
+/// Whether an event is the result of a worker, and no game's command of the same name.
 bool IsPingResult(const Event& event);
 bool IsQueryResult(const Event& event);
 
@@ -42,9 +42,9 @@ class LauncherClient {
   LauncherClient& operator=(const LauncherClient&) = delete;
 
   /// "162", as the DLL exports it.
-  const std::string& Version() const { return version; }
+  std::string Version() const;
   /// Becomes signaled when events may be waiting, and is reset by a wait.
-  HANDLE EventQueued() const { return eventQueued; }
+  HANDLE EventQueued() const { return launcher.WakeEvent(); }
   std::optional<Event> NextEvent();
 
   // The launcher's operations. The request id of a query must be no application's identifier, and
@@ -74,14 +74,8 @@ class LauncherClient {
   /// halfway, it would leave a process behind whose first thread nobody resumes, and which stays for
   /// ever.
   void WaitForLastResults();
-  static void Notify(void* plugin);
-  std::string Take(IString* text);
 
-  HMODULE library = nullptr;
-  decltype(&DestroyLauncher) destroyLauncher = nullptr;
-  std::string version;
-  HANDLE eventQueued = nullptr;
-  ILauncher* launcher = nullptr;
+  launcher_host::Launcher launcher;
   std::size_t outstanding = 0;
 };
 

@@ -3,16 +3,14 @@
 #define LAUNCHER_HOSTS_COMMON_TEXT_H_
 
 #include <string>
-#include <string_view>
+
+#include "launcher/launcher.hpp"
 
 namespace host {
 
-/// Always valid UTF-8: half a surrogate pair becomes U+FFFD.
-std::string ToUtf8(std::wstring_view text);
-std::wstring ToWide(std::string_view bytes);
-
-/// "The system cannot find the file specified. (error 2)"
-std::string DescribeError(unsigned long code);
+using launcher_host::DescribeError;
+using launcher_host::ToUtf8;
+using launcher_host::ToWide;
 
 /// The value of an environment variable; an empty text when it is not set.
 std::wstring EnvironmentText(const wchar_t* name);

@@ -29,6 +29,53 @@
 extern "C" {
 #endif
 
+/* The contract that this header knows: the value of g_LauncherABIVersion. */
+#define LAUNCHER_ABI_VERSION 1u
+
+/* Identifiers of the applications, in the order in which PollApps visits them. */
+#define LAUNCHER_APP_BRENNA_CTE L"BRENNA-CTE-GAME"
+#define LAUNCHER_APP_BRENNA L"BRENNA-GAME"
+#define LAUNCHER_APP_OSTREL L"OSTREL-APP" /* the store client */
+#define LAUNCHER_APP_SOLANO L"SOLANO-GAME"
+#define LAUNCHER_APP_TAMSIN_BETA2 L"TAMSIN-BETA2-GAME"
+#define LAUNCHER_APP_TAMSIN_CTE L"TAMSIN-CTE-GAME"
+#define LAUNCHER_APP_TAMSIN_MAINLINE L"TAMSIN-MAINLINE-GAME"
+#define LAUNCHER_APP_TAVR L"TAVR-GAME"
+
+/* Names of the events that the library itself posts. Any other name is a game's command. */
+#define LAUNCHER_EVENT_STATE_CHANGED L"StateChanged"
+#define LAUNCHER_EVENT_PING_BATCH_RESULT L"PingBatchResult"
+#define LAUNCHER_EVENT_QUERY_SERVER_RESULT L"QueryServerResult"
+
+/* First argument of "StateChanged". */
+#define LAUNCHER_STATE_PENDING L"PENDING"
+#define LAUNCHER_STATE_READY L"READY"
+#define LAUNCHER_STATE_GAME_IS_GONE L"GAMEISGONE"
+
+/* Parameters written by each look-up of the installation, ... */
+#define LAUNCHER_PARAMETER_APP_VERSION L"APP_VERSION"
+#define LAUNCHER_PARAMETER_PUNKBUSTER_INSTALLED L"PUNKBUSTER_INSTALLED"
+#define LAUNCHER_PARAMETER_EXPANSIONS_INSTALLED L"EXPANSIONS_INSTALLED"
+/* ... read by the games, ... */
+#define LAUNCHER_PARAMETER_PROBE_METHOD L"probeMethod"
+#define LAUNCHER_PARAMETER_REGISTRY_KEY L"registryKey"
+#define LAUNCHER_PARAMETER_BINARY_NAME L"binaryName"
+#define LAUNCHER_PARAMETER_WORKING_DIRECTORY L"workingDirectory"
+#define LAUNCHER_PARAMETER_BINARY_PATH L"binaryPath"
+#define LAUNCHER_PARAMETER_EXTRA_ARGUMENTS L"EXTRA_ARGUMENTS"
+/* ... and computed by the store client. */
+#define LAUNCHER_PARAMETER_OSTREL_LOCAL_HOST_ENABLED L"OstrelLocalHostEnabled"
+
+/* The value of "probeMethod" that has effect. */
+#define LAUNCHER_PROBE_PATH L"path"
+
+/* Answers of GetVersion and GetExtraArguments that are none. */
+#define LAUNCHER_NOT_INSTALLED L"NOT_INSTALLED"
+#define LAUNCHER_INVALID_APP_ID L"INVALID_APP_ID"
+
+/* "status" of a query that succeeded. */
+#define LAUNCHER_QUERY_SUCCESS L"SUCCESS"
+
 /* A text result. Hand it back through the launcher's FreeString. */
 typedef struct launcher_string launcher_string_t;
 

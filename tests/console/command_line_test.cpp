@@ -29,6 +29,47 @@ TEST_F(ConsoleCommandLine, HelpOfACommandNamesItsOptions) {
   const ConsoleRun run = Run(L"ping --help");
   EXPECT_EQ(run.exitCode, 0U);
   EXPECT_EQ(CountOf(run.output, "--timeout SECONDS"), 1U) << run.output;
+  EXPECT_EQ(Run(L"help ping").output, run.output);
+}
+
+TEST_F(ConsoleCommandLine, EveryHelpHasExamplesAndFitsTheWindow) {
+  for (const wchar_t* const command :
+       {L"", L"list", L"get", L"set", L"unset", L"launch", L"kill", L"send", L"ping", L"query",
+        L"watch", L"doctor", L"completion"}) {
+    const ConsoleRun run = Run(L"help " + std::wstring(command));
+    EXPECT_EQ(run.exitCode, 0U);
+    EXPECT_EQ(CountOf(run.output, "\nExamples:\n  launcher-console "), 1U) << run.output;
+    for (const std::string& line : Lines(run.output)) EXPECT_LE(line.size(), 80U) << line;
+  }
+}
+
+TEST_F(ConsoleCommandLine, SaysItsVersion) {
+  EXPECT_EQ(Run(L"--version").output, "launcher-console 162\n");
+}
+
+TEST_F(ConsoleCommandLine, ApplicationsHaveShortNamesInAnyCase) {
+  for (const wchar_t* const name : {L"BRENNA-GAME", L"brenna-game", L"Brenna"}) {
+    EXPECT_EQ(RunJson(std::wstring(L"get ") + name)["id"], "BRENNA-GAME");
+  }
+  EXPECT_EQ(RunJson(L"get tamsin-cte")["id"], "TAMSIN-CTE-GAME");
+}
+
+TEST_F(ConsoleCommandLine, AsksWhatWasMeant) {
+  ExpectWrongUsage(L"lst", "unknown command 'lst'; did you mean 'list'?\n");
+  ExpectWrongUsage(L"list --jsn", "unknown option '--jsn'; did you mean '--json'?\n");
+  ExpectWrongUsage(L"ping 127.0.0.1 --timeot 1", "did you mean '--timeout'?\n");
+  ExpectWrongUsage(L"kill brena", "unknown application 'brena'; did you mean 'BRENNA'?\n");
+}
+
+TEST_F(ConsoleCommandLine, CompletionKnowsCommandsAndOptions) {
+  const ConsoleRun bash = Run(L"completion bash");
+  EXPECT_EQ(bash.exitCode, 0U);
+  EXPECT_EQ(CountOf(bash.output, "    \"ping\") words=\"--help --file --timeout "), 1U)
+      << bash.output;
+  const ConsoleRun powerShell = Run(L"completion powershell");
+  EXPECT_EQ(CountOf(powerShell.output, "    'ping' = '--help --file --timeout "), 1U)
+      << powerShell.output;
+  ExpectWrongUsage(L"completion fish", "fish");
 }
 
 TEST_F(ConsoleCommandLine, WantsACommand) {
@@ -36,13 +77,15 @@ TEST_F(ConsoleCommandLine, WantsACommand) {
 }
 
 TEST_F(ConsoleCommandLine, RefusesAnUnknownCommand) {
-  ExpectWrongUsage(L"frobnicate", "frobnicate");
+  ExpectWrongUsage(L"frobnicate", "unknown command 'frobnicate'\n");
 }
 
-TEST_F(ConsoleCommandLine, RefusesAnUnknownOption) { ExpectWrongUsage(L"list --fast", "--fast"); }
+TEST_F(ConsoleCommandLine, RefusesAnUnknownOption) {
+  ExpectWrongUsage(L"list --quick", "unknown option '--quick'\n");
+}
 
 TEST_F(ConsoleCommandLine, RefusesAnUnknownApplication) {
-  ExpectWrongUsage(L"kill brenna-game", "unknown application 'brenna-game'");
+  ExpectWrongUsage(L"kill zzz", "unknown application 'zzz'; the launcher knows BRENNA-CTE-GAME ");
 }
 
 TEST_F(ConsoleCommandLine, RefusesWhatIsNoAddress) {
@@ -57,6 +100,10 @@ TEST_F(ConsoleCommandLine, RefusesWhatIsNoServer) {
   ExpectWrongUsage(L"query 127.0.0.1:0 1", "'127.0.0.1:0' is no address and port");
   ExpectWrongUsage(L"query 127.0.0.1:65536 1", "'127.0.0.1:65536' is no address and port");
   ExpectWrongUsage(L"query 127.0.0.1:25200 12abc", "'12abc' is no game identifier");
+  ExpectWrongUsage(L"query 127.0.0.1:25200", "identifier of 127.0.0.1:25200 is missing");
+  ExpectWrongUsage(L"query", "no server is given");
+  ExpectWrongUsage(L"ping", "no address is given");
+  ExpectWrongUsage(L"ping --file none.txt", "cannot read none.txt");
 }
 
 TEST_F(ConsoleCommandLine, RefusesACommandLineThatWouldBecomeAnotherField) {
@@ -65,8 +112,8 @@ TEST_F(ConsoleCommandLine, RefusesACommandLineThatWouldBecomeAnotherField) {
 }
 
 TEST_F(ConsoleCommandLine, RefusesWordsThatWouldNotBeSent) {
-  ExpectWrongUsage(L"send BRENNA-GAME say a b c d e", "The following argument was not expected: e");
-  ExpectWrongUsage(L"send BRENNA-GAME say a \"\" c", "behind an empty one");
+  ExpectWrongUsage(L"send BRENNA-GAME say a b c d e", "unexpected argument 'e'");
+  ExpectWrongUsage(L"send BRENNA-GAME say a \"\" c", "after an empty one");
 }
 
 TEST_F(ConsoleCommandLine, RefusesWhatIsNoAssignment) {
@@ -85,11 +132,11 @@ TEST_F(ConsoleCommandLine, TellsWhenTheDllIsMissing) {
 }
 
 TEST_F(ConsoleCommandLine, ErrorsAreJsonForScripts) {
-  EXPECT_EQ(RunJson(L"kill NO-GAME", 2)["exitCode"], 2);
-  EXPECT_EQ(RunJson(L"kill BRENNA-GAME", 1)["error"], "no process of BRENNA-GAME was found");
+  EXPECT_EQ(RunJson(L"kill NO-GAME", 2)["error"]["exitCode"], 2);
   EXPECT_EQ(Run(L"--json kill BRENNA-GAME").output,
             "launcher-console: no process of BRENNA-GAME was found\n"
-            "{\"error\":\"no process of BRENNA-GAME was found\",\"exitCode\":1}\n");
+            "{\"command\":\"kill\",\"error\":{\"message\":\"no process of BRENNA-GAME was "
+            "found\",\"exitCode\":1}}\n");
 }
 
 TEST_F(ConsoleCommandLine, KeepsTheDiagnosticLinesOutOfTheOutput) {

@@ -29,7 +29,7 @@ nlohmann::json ConsoleTest::RunJson(const std::wstring& arguments, DWORD exitCod
   const nlohmann::json json = nlohmann::json::parse(
       begin == std::string::npos ? "" : run.output.substr(begin), nullptr, false);
   EXPECT_FALSE(json.is_discarded()) << run.output;
-  return json;
+  return json.contains("result") ? json["result"] : json;
 }
 
 std::string ReadFileBytes(const std::wstring& path) {

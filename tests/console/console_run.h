@@ -24,7 +24,8 @@ class ConsoleTest : public testing::Test {
   std::wstring Arguments(const std::wstring& arguments) const;
   /// Runs it to its end.
   ConsoleRun Run(const std::wstring& arguments) const;
-  /// Runs it with --json and parses what it prints. Fails the test when that is no JSON.
+  /// Runs it with --json and parses what it prints: the result, or all of it when there is none.
+  /// Fails the test when that is no JSON.
   nlohmann::json RunJson(const std::wstring& arguments, DWORD exitCode = 0) const;
 
   std::wstring SettingsPath() const { return work.Join(L"settings.json"); }

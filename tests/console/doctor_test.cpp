@@ -10,6 +10,12 @@
 namespace test_support {
 namespace {
 
+// With its terminator.
+std::vector<unsigned char> RegistryBytes(const std::wstring& text) {
+  const auto* const bytes = reinterpret_cast<const unsigned char*>(text.c_str());
+  return {bytes, bytes + (text.size() + 1) * sizeof(wchar_t)};
+}
+
 class ConsoleDoctor : public ConsoleTest {
  protected:
   // Whether exactly one finding begins so.
@@ -47,8 +53,10 @@ TEST_F(ConsoleDoctor, FindsAFolderThatTheLauncherIgnores) {
   installation.Set(std::nullopt);
   RegistryFixture registry;
   registry.SetText(LR"(SOFTWARE\Vantor Web Plugins)", nullptr, L"C:\\" + std::wstring(127, L'x'));
-  EXPECT_TRUE(Finds(Run(L"doctor"),
-                    "problem  the installation folder in the registry is longer than 129 "));
+  EXPECT_TRUE(
+      Finds(Run(L"doctor"),
+            R"(problem  the installation folder in HKEY_LOCAL_MACHINE\SOFTWARE\WOW6432Node\Vantor)"
+            " Web Plugins is longer than 129 "));
 }
 
 TEST_F(ConsoleDoctor, FindsThatTheHelperGivesNoTimes) {
@@ -59,12 +67,13 @@ TEST_F(ConsoleDoctor, FindsThatTheHelperGivesNoTimes) {
 TEST_F(ConsoleDoctor, FindsThatTheHelperHangs) {
   mode.Set(L"absent");
   EXPECT_TRUE(
-      Finds(Run(L"doctor --patience 1"), "problem  it has not answered a ping batch for 1 s: "));
+      Finds(Run(L"doctor --timeout 1"), "problem  it has not answered a ping batch for 1 s: "));
 }
 
 TEST_F(ConsoleDoctor, AMissingGameIsAProblemOnlyWhenAskedFor) {
-  const std::string text = R"(there is no registry key HKEY_LOCAL_MACHINE\SOFTWARE\Hollin Games\)"
-                           "Ashgrove 3 (32-bit view)\n";
+  const std::string text =
+      R"(there is no registry key HKEY_LOCAL_MACHINE\SOFTWARE\WOW6432Node\Hollin Games\)"
+      "Ashgrove 3\n";
   EXPECT_TRUE(Finds(Run(L"doctor"), "note     " + text));
   const ConsoleRun run = Run(L"doctor SOLANO-GAME");
   EXPECT_EQ(run.exitCode, 1U);
@@ -86,8 +95,9 @@ TEST_F(ConsoleDoctor, FindsAKeyInTheWrongView) {
 TEST_F(ConsoleDoctor, FindsThatTheValueIsMissing) {
   RegistryFixture registry;
   registry.CreateKey(kSolanoKey);
-  EXPECT_TRUE(
-      Finds(Run(L"doctor SOLANO-GAME"), "problem  the key has no text value \"Install Dir\"\n"));
+  EXPECT_TRUE(Finds(Run(L"doctor SOLANO-GAME"),
+                    R"(problem  HKEY_LOCAL_MACHINE\SOFTWARE\WOW6432Node\Hollin Games\Ashgrove 3)"
+                    " has no text value \"Install Dir\"\n"));
 }
 
 TEST_F(ConsoleDoctor, FindsAFolderThatIsTooLong) {
@@ -116,6 +126,86 @@ TEST_F(ConsoleDoctor, NotesAMethodThatIsNone) {
   EXPECT_TRUE(Finds(Run(L"doctor SOLANO-GAME"), "note     probeMethod is 'Path'; "));
 }
 
+TEST_F(ConsoleDoctor, FindsAFolderThatNobodyExpands) {
+  RegistryFixture registry;
+  registry.SetBytes(kSolanoKey, L"Install Dir", REG_EXPAND_SZ,
+                    RegistryBytes(L"%ProgramFiles%\\Ashgrove 3"));
+  ConsoleRun run = Run(L"doctor SOLANO-GAME");
+  EXPECT_EQ(run.exitCode, 1U);
+  EXPECT_EQ(CountOf(run.output,
+                    "is of type REG_EXPAND_SZ, which the launcher does not expand: "
+                    "%ProgramFiles%\\Ashgrove 3\n"),
+            1U)
+      << run.output;
+  EXPECT_EQ(CountOf(run.output, "\n1 problem\n"), 1U) << run.output;
+
+  installation.Set(std::nullopt);
+  registry.SetBytes(LR"(SOFTWARE\Vantor Web Plugins)", nullptr, REG_EXPAND_SZ,
+                    RegistryBytes(L"%SystemRoot%\\x"));
+  run = Run(L"doctor");
+  EXPECT_EQ(CountOf(run.output, "does not expand: %SystemRoot%\\x\n"), 1U) << run.output;
+}
+
+TEST_F(ConsoleDoctor, FindsTheHelpersKeyInTheWrongView) {
+  constexpr wchar_t kKey[] = LR"(SOFTWARE\Vantor Web Plugins)";
+  installation.Set(std::nullopt);
+  HKEY key = nullptr;
+  ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, kKey, 0, nullptr, 0, KEY_WRITE | KEY_WOW64_64KEY,
+                            nullptr, &key, nullptr),
+            ERROR_SUCCESS);
+  constexpr wchar_t kFolder[] = L"C:\\x";
+  RegSetValueExW(key, nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>(kFolder), sizeof(kFolder));
+  RegCloseKey(key);
+  const ConsoleRun run = Run(L"doctor");
+  RegDeleteKeyExW(HKEY_LOCAL_MACHINE, kKey, KEY_WOW64_64KEY, 0);
+  EXPECT_TRUE(Finds(run, "problem  the installation folder is in the registry's 64-bit view only"));
+}
+
+TEST_F(ConsoleDoctor, SaysWhatWasRemembered) {
+  Run(L"set SOLANO-GAME registryKey=SOFTWARE\\Mine");
+  const ConsoleRun run = Run(L"doctor SOLANO-GAME");
+  EXPECT_TRUE(Finds(
+      run, "note     registryKey is 'SOFTWARE\\Mine', remembered in " + Narrow(SettingsPath())));
+  EXPECT_EQ(CountOf(run.output, "launcher-console unset SOLANO-GAME registryKey\n"), 1U)
+      << run.output;
+}
+
+// Without a DLL the helper and the registry are looked at all the same.
+TEST_F(ConsoleDoctor, GoesOnWithoutALauncher) {
+  struct Case {
+    std::wstring path;
+    std::string finding;
+  };
+  std::string image(512, '\0');  // the headers of a 32-bit DLL
+  image.replace(0, 2, "MZ");
+  image[60] = 64;
+  image.replace(64, 4, std::string("PE\0\0", 4));
+  image.replace(68, 2, "\x4C\x01");
+  for (const Case& one :
+       {Case{work.Join(L"none.dll"), "there is no "},
+        {work.WriteFile(L"text.dll", "x"), " is no DLL"},
+        {work.WriteFile(L"32.dll", image), " is a 32-bit DLL"},
+        {L"C:\\windows\\system32\\kernel32.dll", "is no launcher: it does not export"}}) {
+    const GameInstallation game(kSolanoKey, L"ag3.exe");
+    KitProgram program(L"launcher-console.exe", L"--dll \"" + one.path + L"\" --settings \"" +
+                                                    SettingsPath() + L"\" doctor SOLANO-GAME");
+    EXPECT_EQ(program.ExitCode(), 3U);
+    const ConsoleRun run{3, program.Output()};
+    EXPECT_EQ(CountOf(run.output, one.finding), 1U) << run.output;
+    EXPECT_EQ(CountOf(run.output, "helperx64.exe is there\n"), 1U) << run.output;
+    EXPECT_TRUE(Finds(run, "ok       the program is "));
+  }
+}
+
+TEST_F(ConsoleDoctor, EveryFindingSaysWhatToDo) {
+  installation.Set(work.Path());
+  Run(L"set tavr probeMethod=Path");
+  const nlohmann::json json = RunJson(L"doctor", 1);
+  for (const nlohmann::json& finding : json["findings"]) {
+    EXPECT_EQ(finding["advice"] == "", finding["level"] == "ok") << finding;
+  }
+}
+
 TEST_F(ConsoleDoctor, FindsThatTheStarterIsMissing) {
   const GameInstallation game(LR"(SOFTWARE\Brightwater Games\Ironvale Sentry)", L"TAVR.exe");
   EXPECT_TRUE(Finds(Run(L"doctor TAVR-GAME"), "problem  the game is started by Launcher.exe"));
@@ -128,8 +218,8 @@ TEST_F(ConsoleDoctor, FindsTheVersionOfTheStoreClient) {
   const ConsoleRun run = Run(L"doctor OSTREL-APP");
   EXPECT_EQ(run.exitCode, 0U);
   EXPECT_TRUE(Finds(run,
-                    "ok       \"ClientVersion\" in HKEY_LOCAL_MACHINE\\SOFTWARE\\Ostrel is "
-                    "9.4.17\n"));
+                    "ok       \"ClientVersion\" in "
+                    "HKEY_LOCAL_MACHINE\\SOFTWARE\\WOW6432Node\\Ostrel is 9.4.17\n"));
 }
 
 /// The demo game plays SOLANO-GAME.

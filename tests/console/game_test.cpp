@@ -33,7 +33,7 @@ class ConsoleGame : public ConsoleTest {
 TEST_F(ConsoleGame, LaunchWaitsForThePipe) {
   const std::wstring log = work.Join(L"game.log");
   const EnvironmentVariable options(L"KIT_GAME_OPTIONS", L"--log \"" + log + L"\"");
-  const ConsoleRun run = Run(L"launch SOLANO-GAME --args \"-server \\\"one two\\\"\" --wait 60");
+  const ConsoleRun run = Run(L"launch SOLANO-GAME --args \"-server \\\"one two\\\"\" --wait");
   EXPECT_EQ(run.exitCode, 0U);
   EXPECT_EQ(run.output, "SOLANO-GAME is running and has opened its pipe\n");
   // With the console the only launcher has left, and the game has ended.
@@ -46,7 +46,7 @@ TEST_F(ConsoleGame, LaunchTakesArgumentsThatBeginWithADash) {
     // The game of the last round may still write its log.
     const std::wstring log = work.Join(L"game" + std::to_wstring(++number) + L".log");
     const EnvironmentVariable options(L"KIT_GAME_OPTIONS", L"--log \"" + log + L"\"");
-    const ConsoleRun run = Run(std::wstring(L"launch SOLANO-GAME --wait 60 ") + argument);
+    const ConsoleRun run = Run(std::wstring(L"launch solano --wait --timeout 60 ") + argument);
     EXPECT_EQ(run.exitCode, 0U) << run.output;
     EXPECT_EQ(CountOf(ReadFileBytes(log), " -x\n"), 1U) << ReadFileBytes(log);
   }
@@ -68,26 +68,26 @@ TEST_F(ConsoleGame, LaunchTellsThatTheGameIsMissing) {
 TEST_F(ConsoleGame, SendListensToTheAnswer) {
   const auto running = Play(L"");
   const nlohmann::json json =
-      RunJson(L"send SOLANO-GAME echo one two three four --wait 60 --listen 0.1");
+      RunJson(L"send SOLANO-GAME echo one two three four --timeout 60 --for 0.1");
   EXPECT_TRUE(json["sent"]);
   EXPECT_EQ(running->WaitForLine("game: received "), "echo [one two three four]");
 }
 
 TEST_F(ConsoleGame, SendTakesWordsAsTheyAre) {
   const auto running = Play(L"");
-  EXPECT_TRUE(RunJson(L"send SOLANO-GAME echo [a,b] list /c --wait 60")["sent"]);
+  EXPECT_TRUE(RunJson(L"send SOLANO-GAME echo [a,b] list /c --timeout 60")["sent"]);
   EXPECT_EQ(running->WaitForLine("game: received "), "echo [[a,b] list /c]");
 }
 
 TEST_F(ConsoleGame, SendTakesDashesBehindTwo) {
   const auto running = Play(L"");
-  EXPECT_TRUE(RunJson(L"send --wait 60 SOLANO-GAME echo -- -1 --listen one")["sent"]);
-  EXPECT_EQ(running->WaitForLine("game: received "), "echo [-1 --listen one]");
+  EXPECT_TRUE(RunJson(L"send --timeout 60 SOLANO-GAME echo -- -1 --for one")["sent"]);
+  EXPECT_EQ(running->WaitForLine("game: received "), "echo [-1 --for one]");
 }
 
 TEST_F(ConsoleGame, SendShowsThatTheGameIsGone) {
   const auto running = Play(L"");
-  const ConsoleRun run = Run(L"send SOLANO-GAME quit --wait 60 --listen 60");
+  const ConsoleRun run = Run(L"send SOLANO-GAME quit --timeout 60 --for 60");
   EXPECT_EQ(run.output,
             "sent quit to SOLANO-GAME\n"
             "SOLANO-GAME  StateChanged  GAMEISGONE\n");
@@ -95,7 +95,7 @@ TEST_F(ConsoleGame, SendShowsThatTheGameIsGone) {
 }
 
 TEST_F(ConsoleGame, SendTellsThatNobodyIsThere) {
-  const ConsoleRun run = Run(L"send SOLANO-GAME hello --wait 0.1");
+  const ConsoleRun run = Run(L"send SOLANO-GAME hello --timeout 0.1");
   EXPECT_EQ(run.exitCode, 1U);
   EXPECT_EQ(run.output,
             "launcher-console: the pipe of SOLANO-GAME could not be connected: is the game "
@@ -105,7 +105,7 @@ TEST_F(ConsoleGame, SendTellsThatNobodyIsThere) {
 TEST_F(ConsoleGame, SendTellsWhoHasThePlaceAtASharedPipe) {
   const KitProgram running(L"demo_game.exe",
                            LR"(--pipe \\.\pipe\brenna_pellmar --instances 1 --stay)");
-  const ConsoleRun run = Run(L"send BRENNA-GAME hello --wait 2");
+  const ConsoleRun run = Run(L"send BRENNA-GAME hello --timeout 2");
   EXPECT_EQ(run.exitCode, 1U);
   EXPECT_EQ(CountOf(run.output, "went to BRENNA-CTE-GAME"), 1U) << run.output;
 }
@@ -116,12 +116,14 @@ TEST_F(ConsoleGame, WatchShowsEventsAsTheyCome) {
   EXPECT_EQ(run.exitCode, 0U);
   const std::vector<std::string> lines = Lines(run.output);
   ASSERT_EQ(lines.size(), 2U) << run.output;
-  nlohmann::json first = nlohmann::json::parse(lines[0]);
-  EXPECT_EQ(first["time"].get<std::string>().size(), 23U);
+  nlohmann::json first = nlohmann::json::parse(lines[0])["result"];
+  const std::string time = first["time"];
+  EXPECT_EQ(time.size(), std::string("2026-03-01T12:34:56.789+01:00").size()) << time;
+  EXPECT_TRUE(time[23] == '+' || time[23] == '-') << time;
   first.erase("time");
   EXPECT_EQ(first, nlohmann::json::parse(R"({"source": "SOLANO-GAME", "name": "StateChanged",
                                              "arguments": ["READY"]})"));
-  nlohmann::json second = nlohmann::json::parse(lines[1]);
+  nlohmann::json second = nlohmann::json::parse(lines[1])["result"];
   second.erase("time");
   EXPECT_EQ(second, nlohmann::json::parse(R"({"source": "SOLANO-GAME", "name": "PlayerJoined",
                                               "arguments": ["Aldo", "squad", "3"]})"));
@@ -131,6 +133,34 @@ TEST_F(ConsoleGame, WatchTellsHowManyEventsHaveCome) {
   const ConsoleRun run = Run(L"watch --for 0.1 --count 1");
   EXPECT_EQ(run.exitCode, 1U);
   EXPECT_EQ(CountOf(run.output, "0 of 1 events have come"), 1U) << run.output;
+}
+
+TEST_F(ConsoleGame, WatchForNoTimeEndsAtOnce) {
+  const ConsoleRun run = Run(L"watch --for 0");
+  EXPECT_EQ(run.exitCode, 0U);
+  EXPECT_EQ(run.output, "watching; Ctrl+C ends it\n");
+}
+
+TEST_F(ConsoleGame, TheStoreClientIsRefusedAtOnce) {
+  for (const wchar_t* const arguments :
+       {L"kill ostrel", L"send ostrel hello", L"launch ostrel --wait"}) {
+    const ConsoleRun run = Run(arguments);
+    EXPECT_EQ(run.exitCode, 2U) << run.output;
+    EXPECT_EQ(CountOf(run.output, "OSTREL-APP is the store client, which "), 1U) << run.output;
+  }
+}
+
+TEST_F(ConsoleGame, TextsOfAGameCannotTakeTheTerminal) {
+  // U+009B begins a sequence as ESC [ does; U+202E turns the text around.
+  const auto running = Play(
+      L"--send \"Say a\x009B"
+      L"2Jb\x202E"
+      L"c\"");
+  EXPECT_EQ(CountOf(Run(L"watch SOLANO-GAME --count 2").output,
+                    "Say  a\xEF\xBF\xBD"
+                    "2Jb\xEF\xBF\xBD"
+                    "c\n"),
+            1U);
 }
 
 TEST_F(ConsoleGame, KillEndsTheGame) {

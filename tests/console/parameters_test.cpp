@@ -48,6 +48,21 @@ TEST_F(ConsoleParameters, LongAndHostileCellsAreTamed) {
       << run.output;
 }
 
+TEST_F(ConsoleParameters, ColumnsAreRightForWideCharacters) {
+  GameInstallation game;
+  // Three characters of two columns each, and one with a combining accent.
+  game.Directory().WriteFile(L"version.json",
+                             "\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E"
+                             "e\xCC\x81");
+  game.Directory().MakeDirectory(L"Update\\Xpack1");
+  game.Registry().CreateKey(std::wstring(kBrennaKey) + L"\\Xpack1");
+  EXPECT_EQ(CountOf(Run(L"list").output,
+                    "BRENNA-GAME           yes        no       "
+                    "\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E"
+                    "e\xCC\x81  Xpack1\n"),
+            1U);
+}
+
 TEST_F(ConsoleParameters, SetIsRememberedUntilUnset) {
   EXPECT_EQ(Run(L"set BRENNA-GAME \"EXTRA_ARGUMENTS=-a b\"").output,
             "BRENNA-GAME  EXTRA_ARGUMENTS = -a b\n");
@@ -75,6 +90,57 @@ TEST_F(ConsoleParameters, GetShowsAllThatTheLauncherKnows) {
   EXPECT_EQ(json["parameters"]["APP_VERSION"], "1.8.2");
   EXPECT_EQ(json["parameters"]["PUNKBUSTER_INSTALLED"], "0");
   EXPECT_EQ(json["parameters"]["EXPANSIONS_INSTALLED"], "");
+  EXPECT_EQ(json["from"]["APP_VERSION"], "launcher");
+}
+
+TEST_F(ConsoleParameters, GetShowsWhatIsRememberedAndWhereItComesFrom) {
+  GameInstallation game;
+  game.Directory().WriteFile(L"version.json", "1.8.2");
+  Run(L"set brenna EXTRA_ARGUMENTS=-a");
+  Run(L"set brenna mine=7");
+  EXPECT_EQ(Run(L"get brenna").output,
+            "PARAMETER             VALUE  FROM\n"
+            "--------------------  -----  --------\n"
+            "APP_VERSION           1.8.2  launcher\n"
+            "PUNKBUSTER_INSTALLED  0      launcher\n"
+            "EXPANSIONS_INSTALLED\n"
+            "probeMethod\n"
+            "registryKey\n"
+            "binaryName\n"
+            "workingDirectory\n"
+            "binaryPath\n"
+            "EXTRA_ARGUMENTS       -a     set\n"
+            "mine                  7      set\n"
+            "\n"
+            "set: remembered in " +
+                Narrow(SettingsPath()) + "\n");
+}
+
+TEST_F(ConsoleParameters, SetWarnsOfWhatTheLauncherDoesNotRead) {
+  EXPECT_EQ(Run(L"set brenna probemethod=path").output,
+            "launcher-console: warning: the launcher reads no parameter 'probemethod' of "
+            "BRENNA-GAME; did you mean 'probeMethod'?\n"
+            "BRENNA-GAME  probemethod = path\n");
+  EXPECT_EQ(CountOf(Run(L"set brenna APP_VERSION=7").output, "the launcher writes APP_VERSION "),
+            1U);
+  EXPECT_EQ(CountOf(Run(L"set ostrel probeMethod=path").output,
+                    "reads no parameter 'probeMethod' of OSTREL-APP\n"),
+            1U);
+  EXPECT_EQ(CountOf(RunJson(L"set brenna mine=7")["warning"].get<std::string>(), "'mine'"), 1U);
+  EXPECT_EQ(CountOf(Run(L"unset brenna ProbeMethod").output, "did you mean 'probemethod'?"), 1U);
+}
+
+TEST_F(ConsoleParameters, SetListsEverythingThatIsRemembered) {
+  const std::string path = "remembered in " + Narrow(SettingsPath()) + "\n";
+  EXPECT_EQ(Run(L"set --list").output, path + "nothing\n");
+  Run(L"set brenna probeMethod=path");
+  Run(L"set solano \"registryKey=SOFTWARE\\Mine\"");
+  EXPECT_EQ(Run(L"set --list").output, path +
+                                           "APPLICATION  PARAMETER    VALUE\n"
+                                           "-----------  -----------  -------------\n"
+                                           "BRENNA-GAME  probeMethod  path\n"
+                                           "SOLANO-GAME  registryKey  SOFTWARE\\Mine\n");
+  EXPECT_EQ(RunJson(L"set --list")["parameters"]["BRENNA-GAME"]["probeMethod"], "path");
 }
 
 TEST_F(ConsoleParameters, GetOfTheStoreClientComputes) {

@@ -87,9 +87,11 @@ unsigned int CheckSlots(Launcher* launcher) {
   return 0;
 }
 
-/// With the library's public header; with a header of the host's own.
+/// With the library's public header; with a header of the host's own. 0, or what failed.
 unsigned int CheckPublicHeader();
 unsigned int CheckOwnHeader();
+/// With the wrapper, as far as it needs no standard library.
+unsigned int CheckWrapper();
 
 }  // namespace host_msvc
 

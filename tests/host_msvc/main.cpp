@@ -6,5 +6,6 @@ extern "C" __declspec(dllimport) void ExitProcess(unsigned int code);
 extern "C" void HostMain() {
   unsigned int failed = host_msvc::CheckPublicHeader();
   if (failed == 0) failed = host_msvc::CheckOwnHeader();
+  if (failed == 0) failed = host_msvc::CheckWrapper();
   ExitProcess(failed);
 }

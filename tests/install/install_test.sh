@@ -18,6 +18,7 @@ prefix="$scratch/prefix"
 expectedFiles='bin/launcher.dll
 bin/launcher.dll.debug
 include/launcher/launcher.h
+include/launcher/launcher.hpp
 include/launcher/launcher_c.h
 lib/cmake/launcher/launcher-config-version.cmake
 lib/cmake/launcher/launcher-config.cmake
@@ -49,6 +50,7 @@ cmake -G Ninja -S "$source/tests/install" -B "$scratch/cmake" -DCMAKE_TOOLCHAIN_
   -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 cmake --build "$scratch/cmake" >/dev/null
 Run "$scratch/cmake/cpp_stranger.exe" 'C++ host: contract 1, version 162, exported version 162'
+Run "$scratch/cmake/wrapper_stranger.exe" 'C++17 host: version 162'
 Run "$scratch/cmake/c_stranger.exe" 'C host: contract 1, version 162, exported version 162'
 
 export PKG_CONFIG_LIBDIR="$prefix/lib/pkgconfig"

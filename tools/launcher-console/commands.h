@@ -13,6 +13,11 @@ namespace console {
 
 using Action = std::function<ExitCode(Session&)>;
 
+// Under which the help lists the commands.
+inline constexpr char kGamesGroup[] = "Games on this computer";
+inline constexpr char kServersGroup[] = "Game servers";
+inline constexpr char kHelpGroup[] = "When something is amiss, and help";
+
 void AddListCommand(CLI::App& app, Action& action);
 void AddParameterCommands(CLI::App& app, Action& action);  // get, set, unset
 void AddGameCommands(CLI::App& app, Action& action);       // launch, kill, send
@@ -20,6 +25,7 @@ void AddPingCommand(CLI::App& app, Action& action);
 void AddQueryCommand(CLI::App& app, Action& action);
 void AddWatchCommand(CLI::App& app, Action& action);
 void AddDoctorCommand(CLI::App& app, Action& action);
+void AddCompletionCommand(CLI::App& app, Action& action);
 
 }  // namespace console
 

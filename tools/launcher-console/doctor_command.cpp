@@ -1,10 +1,9 @@
 #include <algorithm>
 #include <memory>
 
-#include "hosts/common/text.h"
 #include "tools/launcher-console/commands.h"
 #include "tools/launcher-console/diagnosis.h"
-#include "tools/launcher-console/wait_limit.h"
+#include "tools/launcher-console/options.h"
 
 namespace console {
 namespace {
@@ -12,7 +11,7 @@ namespace {
 struct DoctorArguments {
   std::string appId;
   bool noConnect = false;
-  double patienceSeconds = 10;
+  double timeoutSeconds = 10;
 };
 
 const char* LevelName(Level level) {
@@ -27,13 +26,29 @@ const char* LevelName(Level level) {
   return "";
 }
 
+Colour LevelColour(Level level) {
+  switch (level) {
+    case Level::kOk:
+      return Colour::kGreen;
+    case Level::kNote:
+      return Colour::kYellow;
+    case Level::kProblem:
+      return Colour::kRed;
+  }
+  return Colour::kNone;
+}
+
 void PrintText(Session& session, const Findings& findings, std::ptrdiff_t problems) {
   std::string subject;
   for (const Finding& finding : findings) {
     if (finding.subject != subject) session.Out().Line(finding.subject);
     subject = finding.subject;
-    const std::string level = LevelName(finding.level);
-    session.Out().Line("  " + level + std::string(9 - level.size(), ' ') + finding.text);
+    constexpr std::size_t kLevelWidth = 9;
+    session.Out().Marked(LevelColour(finding.level), LevelName(finding.level), kLevelWidth,
+                         finding.text);
+    if (!finding.advice.empty()) {
+      session.Out().Line("           " + finding.advice);
+    }
   }
   session.Out().Line();
   session.Out().Line(problems == 0   ? "no problems"
@@ -46,25 +61,23 @@ void PrintJson(Session& session, const Findings& findings, std::ptrdiff_t proble
   for (const Finding& finding : findings) {
     list.push_back({{"subject", finding.subject},
                     {"level", LevelName(finding.level)},
-                    {"text", finding.text}});
+                    {"text", finding.text},
+                    {"advice", finding.advice}});
   }
-  session.Out().Document({{"findings", std::move(list)}, {"problems", problems}});
+  session.Result({{"findings", std::move(list)}, {"problems", problems}});
 }
 
 ExitCode Doctor(Session& session, const DoctorArguments& arguments) {
-  if (!arguments.appId.empty()) Session::CheckApplication(arguments.appId);
   Findings findings;
-  findings.push_back({"launcher.dll", Level::kOk,
-                      "version " + session.Launcher().Version() + " was loaded from " +
-                          host::ToUtf8(session.DllPath())});
-  DiagnoseHelper(session, ToMilliseconds(arguments.patienceSeconds), findings);
+  host::LauncherClient* const launcher = DiagnoseDll(session, findings);
+  DiagnoseHelper(session, launcher, ToMilliseconds(arguments.timeoutSeconds), findings);
   for (const auto& application : host::kKnownApplications) {
     const bool isAskedFor = arguments.appId == application.id;
     if (!arguments.appId.empty() && !isAskedFor) continue;
     if (application.pipeName[0] == '\0') {
-      DiagnoseStoreClient(session, application, isAskedFor, findings);
+      DiagnoseStoreClient(launcher, application, isAskedFor, findings);
     } else {
-      DiagnoseGame(session, application, {isAskedFor, !arguments.noConnect}, findings);
+      DiagnoseGame(session, launcher, application, {isAskedFor, !arguments.noConnect}, findings);
     }
   }
   const auto problems = std::count_if(findings.begin(), findings.end(), [](const Finding& finding) {
@@ -75,6 +88,7 @@ ExitCode Doctor(Session& session, const DoctorArguments& arguments) {
   } else {
     PrintText(session, findings, problems);
   }
+  if (launcher == nullptr) return ExitCode::kEnvironment;
   return problems == 0 ? ExitCode::kDone : ExitCode::kNotDone;
 }
 
@@ -84,12 +98,17 @@ void AddDoctorCommand(CLI::App& app, Action& action) {
   const auto arguments = std::make_shared<DoctorArguments>();
   CLI::App* const doctor = app.add_subcommand(
       "doctor", "Find out why a game is not found, does not start or does not answer");
-  doctor->add_option("APP", arguments->appId, "Only this application; what it lacks is a problem");
+  doctor->group(kHelpGroup);
+  AddApplication(*doctor, arguments->appId, "Only this application; what it lacks is a problem");
   doctor->add_flag("--no-connect", arguments->noConnect,
                    "Do not connect to a game's pipe. (Connecting tells whose pipe it is; the game "
                    "sees a launcher that comes and leaves.)");
-  AddSecondsOption(*doctor, "--patience", arguments->patienceSeconds,
+  AddSecondsOption(*doctor, "--timeout", arguments->timeoutSeconds,
                    "How long the helper program may take (default 10)");
+  doctor->footer(
+      "Examples:\n"
+      "  launcher-console doctor\n"
+      "  launcher-console doctor brenna");
   doctor->callback([&action, arguments] {
     action = [arguments](Session& session) { return Doctor(session, *arguments); };
   });

@@ -8,9 +8,9 @@ namespace console {
 
 enum class ExitCode : int {
   kDone = 0,
-  kNotDone = 1,       // the launcher, the game or the server did not do it
+  kNotDone = 1,       // the launcher, the game or the server did not do it, or not all of it
   kWrongUsage = 2,    // the command line makes no sense
-  kNoLauncher = 3,    // launcher.dll could not be loaded
+  kEnvironment = 3,   // launcher.dll or the helper program is missing or of no use
   kInterrupted = 130  // Ctrl+C, as shells count it
 };
 

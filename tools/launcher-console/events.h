@@ -9,7 +9,7 @@
 
 namespace console {
 
-/// The local time, as 2026-03-01T12:34:56.789
+/// The local time and its offset, as 2026-03-01T12:34:56.789+01:00
 std::string TimeStamp();
 
 /// Without the empty arguments at the end.

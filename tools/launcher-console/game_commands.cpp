@@ -6,7 +6,7 @@
 #include "hosts/common/known_applications.h"
 #include "tools/launcher-console/commands.h"
 #include "tools/launcher-console/events.h"
-#include "tools/launcher-console/wait_limit.h"
+#include "tools/launcher-console/options.h"
 
 namespace console {
 namespace {
@@ -15,14 +15,15 @@ struct LaunchArguments {
   std::string appId;
   std::string commandLine;
   bool flag = false;
-  double waitSeconds = 0;
+  bool isWaiting = false;
+  double timeoutSeconds = 60;
 };
 
 struct SendArguments {
   std::string appId;
   std::string command;
   std::vector<std::string> words;
-  double waitSeconds = 5;
+  double timeoutSeconds = 5;
   double listenSeconds = 0;
 };
 
@@ -55,8 +56,15 @@ void WaitUntilReady(Session& session, const std::string& appId, double seconds,
   throw NotDone("the pipe of " + appId + " could not be connected: is the game running?");
 }
 
+// At once: the launcher would only say false.
+void RefuseStoreClient(const std::string& appId, const std::string& reason) {
+  if (IsStoreClient(FindApplication(appId))) {
+    throw WrongUsage(appId + " is the store client, which " + reason);
+  }
+}
+
 ExitCode Launch(Session& session, const LaunchArguments& arguments) {
-  Session::CheckApplication(arguments.appId);
+  if (arguments.isWaiting) RefuseStoreClient(arguments.appId, "has no pipe to wait for");
   if (!host::FitsHelperLine(arguments.commandLine)) {
     throw WrongUsage("the command line must not contain '|' or control characters");
   }
@@ -66,15 +74,16 @@ ExitCode Launch(Session& session, const LaunchArguments& arguments) {
                   "' tells why");
   }
   if (!launcher.Launch(arguments.appId, arguments.commandLine, arguments.flag)) {
-    throw NotDone("the helper program could not be started; see 'doctor'");
+    throw CommandError(ExitCode::kEnvironment,
+                       "the helper program could not be started; see 'doctor'");
   }
   std::vector<Json> events;
-  if (arguments.waitSeconds > 0) {
-    WaitUntilReady(session, arguments.appId, arguments.waitSeconds, events);
+  if (arguments.isWaiting) {
+    WaitUntilReady(session, arguments.appId, arguments.timeoutSeconds, events);
   }
-  const std::string state = arguments.waitSeconds > 0 ? "READY" : "PENDING";
+  const std::string state = arguments.isWaiting ? "READY" : "PENDING";
   if (session.IsJson()) {
-    session.Out().Document({{"id", arguments.appId}, {"state", state}});
+    session.Result({{"id", arguments.appId}, {"state", state}});
   } else if (state == "READY") {
     session.Out().Line(arguments.appId + " is running and has opened its pipe");
   } else {
@@ -84,10 +93,10 @@ ExitCode Launch(Session& session, const LaunchArguments& arguments) {
 }
 
 ExitCode Kill(Session& session, const std::string& appId) {
-  Session::CheckApplication(appId);
+  RefuseStoreClient(appId, "the launcher does not end");
   if (!session.Launcher().Kill(appId)) throw NotDone("no process of " + appId + " was found");
   if (session.IsJson()) {
-    session.Out().Document({{"id", appId}, {"killed", true}});
+    session.Result({{"id", appId}, {"killed", true}});
   } else {
     session.Out().Line("ended one process of " + appId);
   }
@@ -99,7 +108,7 @@ std::array<std::string, kMaxWords> ToArguments(const std::vector<std::string>& w
   std::array<std::string, kMaxWords> arguments;
   bool ended = false;
   for (std::size_t i = 0; i < words.size(); ++i) {
-    if (ended) throw WrongUsage("the words behind an empty one would not be sent");
+    if (ended) throw WrongUsage("the words after an empty one would not be sent");
     ended = words[i].empty();
     arguments[i] = words[i];
   }
@@ -107,10 +116,10 @@ std::array<std::string, kMaxWords> ToArguments(const std::vector<std::string>& w
 }
 
 ExitCode Send(Session& session, const SendArguments& arguments) {
-  Session::CheckApplication(arguments.appId);
+  RefuseStoreClient(arguments.appId, "has no pipe for commands");
   const std::array<std::string, kMaxWords> words = ToArguments(arguments.words);
   std::vector<Json> events;
-  WaitUntilReady(session, arguments.appId, arguments.waitSeconds, events);
+  WaitUntilReady(session, arguments.appId, arguments.timeoutSeconds, events);
   if (!session.Launcher().SendCommand(arguments.appId, arguments.command, words)) {
     throw NotDone(arguments.appId + " is not connected");
   }
@@ -123,7 +132,7 @@ ExitCode Send(Session& session, const SendArguments& arguments) {
                                      return IsState(event, arguments.appId, "GAMEISGONE");
                                    });
   if (json) {
-    session.Out().Document(
+    session.Result(
         {{"id", arguments.appId}, {"sent", true}, {"gone", isGone}, {"events", std::move(events)}});
   }
   return ExitCode::kDone;
@@ -135,22 +144,32 @@ void AddGameCommands(CLI::App& app, Action& action) {
   const auto launch = std::make_shared<LaunchArguments>();
   CLI::App* const launchCommand =
       app.add_subcommand("launch", "Ask the helper program to start an application");
-  launchCommand->add_option("APP", launch->appId, "Identifier, as in BRENNA-GAME")->required();
+  launchCommand->group(kGamesGroup);
+  AddApplication(*launchCommand, launch->appId, "Identifier, as in brenna")->required();
   launchCommand
       ->add_option("--args", launch->commandLine,
                    "The application's command line, in quotation marks; for OSTREL-APP the rest of "
                    "an ostrel:// link")
       ->type_name("TEXT");
   launchCommand->add_flag("--flag", launch->flag, "Hand YES instead of NO to the helper");
-  AddSecondsOption(*launchCommand, "--wait", launch->waitSeconds,
-                   "Wait so long until the game has opened its pipe; fail if it has not");
+  launchCommand->add_flag("--wait", launch->isWaiting,
+                          "Wait until the game has opened its pipe; fail if it has not");
+  AddSecondsOption(*launchCommand, "--timeout", launch->timeoutSeconds,
+                   "How long --wait waits (default 60)");
+  launchCommand->footer(
+      "Examples:\n"
+      "  launcher-console launch brenna\n"
+      "  launcher-console launch brenna --args \"-server 192.0.2.1\" --wait\n"
+      "  launcher-console launch ostrel --args store/brenna");
   launchCommand->callback([&action, launch] {
     action = [launch](Session& session) { return Launch(session, *launch); };
   });
 
   const auto killId = std::make_shared<std::string>();
   CLI::App* const kill = app.add_subcommand("kill", "End one running process of a game, at once");
-  kill->add_option("APP", *killId, "Identifier, as in BRENNA-GAME")->required();
+  kill->group(kGamesGroup);
+  AddApplication(*kill, *killId, "Identifier, as in brenna")->required();
+  kill->footer("Examples:\n  launcher-console kill brenna");
   kill->callback([&action, killId] {
     action = [killId](Session& session) { return Kill(session, *killId); };
   });
@@ -158,7 +177,8 @@ void AddGameCommands(CLI::App& app, Action& action) {
   const auto send = std::make_shared<SendArguments>();
   CLI::App* const sendCommand =
       app.add_subcommand("send", "Send a command to a running game over its pipe");
-  sendCommand->add_option("APP", send->appId, "Identifier, as in BRENNA-GAME")->required();
+  sendCommand->group(kGamesGroup);
+  AddApplication(*sendCommand, send->appId, "Identifier, as in brenna")->required();
   sendCommand->add_option("COMMAND", send->command, "Name of the command")->required();
   // One by one: where the parser expects a list it takes "[a,b]" for one, too.
   for (std::size_t number = 1; number <= kMaxWords; ++number) {
@@ -167,10 +187,14 @@ void AddGameCommands(CLI::App& app, Action& action) {
         [send](const std::string& word) { send->words.push_back(word); },
         number > 1 ? "" : "Up to four words; put -- before the first that begins with a dash");
   }
-  AddSecondsOption(*sendCommand, "--wait", send->waitSeconds,
+  AddSecondsOption(*sendCommand, "--timeout", send->timeoutSeconds,
                    "How long to wait for the game's pipe (default 5)");
-  AddSecondsOption(*sendCommand, "--listen", send->listenSeconds,
+  AddSecondsOption(*sendCommand, "--for", send->listenSeconds,
                    "Show what the game sends for so long afterwards, or until it is gone");
+  sendCommand->footer(
+      "Examples:\n"
+      "  launcher-console send brenna connect 192.0.2.1 --for 10\n"
+      "  launcher-console send brenna move -- -1 0");
   sendCommand->callback(
       [&action, send] { action = [send](Session& session) { return Send(session, *send); }; });
 }

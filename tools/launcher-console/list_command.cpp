@@ -37,7 +37,7 @@ ExitCode List(Session& session) {
                     application.expansions});
   }
   if (session.IsJson()) {
-    session.Out().Document({{"applications", std::move(documents)}});
+    session.Result({{"applications", std::move(documents)}});
   } else {
     session.Out().Table(rows, std::vector<Align>(rows.front().size(), Align::kLeft));
   }
@@ -47,8 +47,14 @@ ExitCode List(Session& session) {
 }  // namespace
 
 void AddListCommand(CLI::App& app, Action& action) {
-  app.add_subcommand("list", "Show the eight applications: installed, running, version, expansions")
-      ->callback([&action] { action = List; });
+  CLI::App* const list = app.add_subcommand(
+      "list", "Show the eight applications: installed, running, version, expansions");
+  list->group(kGamesGroup);
+  list->footer(
+      "Examples:\n"
+      "  launcher-console list\n"
+      "  launcher-console list --json");
+  list->callback([&action] { action = List; });
 }
 
 }  // namespace console

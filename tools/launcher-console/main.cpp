@@ -17,23 +17,30 @@
 #include "hosts/common/text.h"
 #include "tools/launcher-console/commands.h"
 #include "tools/launcher-console/interrupt.h"
+#include "tools/launcher-console/suggestion.h"
+#include "tools/launcher-console/terminal_text.h"
 
 namespace console {
 namespace {
 
 constexpr char kFooter[] = R"(
-launcher-console COMMAND --help explains a command.
+APP is an identifier as 'list' shows it, or its beginning: brenna stands for BRENNA-GAME.
+launcher-console help COMMAND explains a command.
 
 Examples:
   launcher-console list
-  launcher-console doctor BRENNA-GAME
-  launcher-console launch BRENNA-GAME --args "-server 192.0.2.1" --wait 60
+  launcher-console doctor brenna
+  launcher-console launch brenna --args "-server 192.0.2.1" --wait
   launcher-console watch
   launcher-console ping 192.0.2.1 192.0.2.2
   launcher-console query 192.0.2.1:25200 1 --json
 
-Exit codes: 0 done, 1 not done (the message says why), 2 wrong command line,
-3 launcher.dll could not be loaded, 130 ended by Ctrl+C.
+Exit codes:
+  0    done; every server has answered
+  1    not done, or not every server has answered; the message says why
+  2    wrong command line
+  3    launcher.dll or the helper program is missing or of no use; see doctor
+  130  ended by Ctrl+C
 )";
 
 std::vector<std::string> Arguments() {
@@ -46,7 +53,11 @@ std::vector<std::string> Arguments() {
 }
 
 void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
-  app.add_flag("--json", options.json, "Write JSON, for scripts; 'watch' writes one line an event");
+  app.set_version_flag("--version", "launcher-console " LAUNCHER_CONSOLE_VERSION,
+                       "Show the version and end");
+  app.add_flag("--json", options.json,
+               "Write JSON, for scripts: {\"command\": ..., \"result\": ...} or {\"command\": "
+               "..., \"error\": ...}");
   app.add_option("--dll", options.dllPath, "launcher.dll (default: beside this program)")
       ->type_name("PATH");
   app.add_option("--settings", options.settingsPath,
@@ -58,47 +69,128 @@ void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
       ->type_name("PATH");
 }
 
+// `help COMMAND` is made `COMMAND --help` before the parser sees it; here it is only listed.
+void AddHelpCommand(CLI::App& app) {
+  CLI::App* const help = app.add_subcommand("help", "Explain a command");
+  help->group(kHelpGroup);
+  help->footer("Examples:\n  launcher-console help ping");
+}
+
 void AddCommands(CLI::App& app, Action& action) {
   AddListCommand(app, action);
-  AddParameterCommands(app, action);
   AddGameCommands(app, action);
+  AddWatchCommand(app, action);
+  AddParameterCommands(app, action);
   AddPingCommand(app, action);
   AddQueryCommand(app, action);
-  AddWatchCommand(app, action);
   AddDoctorCommand(app, action);
+  AddCompletionCommand(app, action);
+  AddHelpCommand(app);
   for (CLI::App* const command : app.get_subcommands({})) {
-    command->fallthrough();  // global options may stand behind the command, too
-    command->footer("");
+    command->fallthrough();  // global options may stand after the command, too
   }
 }
 
-ExitCode Fail(ExitCode code, const std::string& message, bool json, Output& out, Output& errors) {
-  errors.Line("launcher-console: " + message);
-  // One line: before it may stand those of 'watch'.
-  if (json) out.Record({{"error", message}, {"exitCode", static_cast<int>(code)}});
-  return code;
+std::vector<std::string> CommandNames(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* const command : app.get_subcommands({}))
+    names.push_back(command->get_name());
+  return names;
 }
 
-ExitCode FailUsage(const std::string& message, bool json, Output& out, Output& errors) {
-  Fail(ExitCode::kWrongUsage, message, json, out, errors);
-  errors.Line("Try: launcher-console --help");
-  return ExitCode::kWrongUsage;
+void AddOptionNames(const CLI::App& app, std::vector<std::string>& names) {
+  for (const CLI::Option* const option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
 }
+
+// What the parser did not expect, in words that help.
+std::string ExplainUnexpected(const CLI::App& app, const CLI::ExtrasError& error) {
+  const std::vector<std::string> unexpected = app.remaining(true);
+  if (unexpected.empty()) return error.what();
+  const std::string& word = unexpected.front();
+  const std::vector<CLI::App*> chosen = app.get_subcommands();
+  if (word.starts_with("--")) {
+    std::vector<std::string> names;
+    AddOptionNames(app, names);
+    for (const CLI::App* const command : chosen) AddOptionNames(*command, names);
+    return "unknown option '" + word + "'" + DidYouMean(word, names);
+  }
+  if (chosen.empty()) {
+    return "unknown command '" + word + "'" + DidYouMean(word, CommandNames(app));
+  }
+  return "unexpected argument '" + word + "'";
+}
+
+// Where a failure is reported.
+struct Report {
+  const GlobalOptions& options;
+  Output& out;
+  Output& errors;
+
+  ExitCode Fail(ExitCode code, const std::string& message) const {
+    errors.Line("launcher-console: " + message);
+    if (options.json) {  // one line: before it may stand those of 'watch'
+      out.Record({{"command", options.command},
+                  {"error", {{"message", message}, {"exitCode", static_cast<int>(code)}}}});
+    }
+    return code;
+  }
+
+  ExitCode FailUsage(const std::string& message) const {
+    Fail(ExitCode::kWrongUsage, message);
+    if (!options.json) {
+      errors.Line("Try: launcher-console " +
+                  (options.command.empty() ? "" : options.command + " ") + "--help");
+    }
+    return ExitCode::kWrongUsage;
+  }
+};
 
 ExitCode Execute(const GlobalOptions& options, const Action& action, Output& out, Output& errors) {
+  const Report report{options, out, errors};
   try {
-    Session session(options, out);
+    Session session(options, out, errors);
     return action(session);
+  } catch (const WrongUsage& error) {
+    return report.FailUsage(error.what());
   } catch (const CommandError& error) {
-    return Fail(error.exitCode, error.what(), options.json, out, errors);
+    return report.Fail(error.exitCode, error.what());
   } catch (const std::exception& error) {
-    return Fail(ExitCode::kNotDone, error.what(), options.json, out, errors);
+    return report.Fail(ExitCode::kNotDone, error.what());
   }
 }
 
-void PrintLines(const std::string& text, Output& out) {
+void PrintHelp(const std::string& text, Output& out) {
   std::istringstream lines(text);
-  for (std::string line; std::getline(lines, line);) out.Line(line);
+  for (std::string line; std::getline(lines, line);) {
+    for (const std::string& part : Wrapped(line, out.Width())) out.Line(part);
+  }
+}
+
+void PrepareHelp(CLI::App& app) {
+  constexpr std::size_t kDescriptionColumn = 24;
+  app.footer(kFooter);
+  const auto formatter = app.get_formatter();
+  formatter->column_width(kDescriptionColumn);
+  formatter->label("TEXT", "");
+  formatter->label("SUBCOMMAND", "COMMAND");
+  formatter->label("Subcommands", "Commands");
+}
+
+// "help COMMAND" as "COMMAND --help".
+std::vector<std::string> WithoutHelpCommand(std::vector<std::string> arguments) {
+  for (auto word = arguments.begin(); word != arguments.end(); ++word) {
+    const bool hasValue = *word == "--dll" || *word == "--settings" || *word == "--log";
+    if (hasValue && word + 1 != arguments.end()) ++word;
+    if (hasValue || word->starts_with('-')) continue;
+    if (*word == "help") {
+      arguments.erase(word);
+      arguments.emplace_back("--help");
+    }
+    break;
+  }
+  return arguments;
 }
 
 ExitCode Run() {
@@ -106,38 +198,40 @@ ExitCode Run() {
   CLI::App app("launcher-console: finds, starts, watches and commands games by launcher.dll",
                "launcher-console");
   app.allow_windows_style_options(false);  // "/x" is a word, not an option
-  app.require_subcommand(0, 1);            // that it is missing is told below, in words of our own
-  app.footer(kFooter);
-  app.get_formatter()->label("TEXT", "");
-  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
-  app.get_formatter()->label("Subcommands", "Commands");
+  app.require_subcommand(0, 1);            // one that is missing is reported below
+  PrepareHelp(app);
   GlobalOptions options;
   Action action;
   AddGlobalOptions(app, options);
   AddCommands(app, action);
 
-  const std::vector<std::string> arguments = Arguments();
-  const bool json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
+  const std::vector<std::string> arguments = WithoutHelpCommand(Arguments());
+  options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
+  Output plainOut(GetStdHandle(STD_OUTPUT_HANDLE));
+  Output plainErrors(GetStdHandle(STD_ERROR_HANDLE));
+  const Report report{options, plainOut, plainErrors};
+  const auto rememberCommand = [&app, &options] {
+    for (const CLI::App* const command : app.get_subcommands())
+      options.command = command->get_name();
+  };
   try {
     // The parser takes them from the back.
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    rememberCommand();
+  } catch (const CLI::ExtrasError& error) {
+    rememberCommand();
+    return report.FailUsage(ExplainUnexpected(app, error));
   } catch (const CLI::ParseError& error) {
-    Output out(GetStdHandle(STD_OUTPUT_HANDLE));
-    Output errors(GetStdHandle(STD_ERROR_HANDLE));
+    rememberCommand();
     std::ostringstream text;
     std::ostringstream unused;
-    if (app.exit(error, text, unused) == 0) {  // help was asked for
-      PrintLines(text.str(), out);
+    if (app.exit(error, text, unused) == 0) {  // help or the version was asked for
+      PrintHelp(text.str(), plainOut);
       return ExitCode::kDone;
     }
-    return FailUsage(error.what(), json, out, errors);
+    return report.FailUsage(error.what());
   }
-
-  if (!action) {
-    Output out(GetStdHandle(STD_OUTPUT_HANDLE));
-    Output errors(GetStdHandle(STD_ERROR_HANDLE));
-    return FailUsage("a command is missing", json, out, errors);
-  }
+  if (!action) return report.FailUsage("a command is missing");
 
   // Where it lives until the end of the process: workers of the launcher may still write.
   static const host::StandardStreams streams(host::ToWide(options.logPath));

@@ -19,24 +19,34 @@ using Row = std::vector<std::string>;
 /// Which columns of a table hold numbers and are lined up on the right.
 enum class Align { kLeft, kRight };
 
+enum class Colour { kNone, kGreen, kYellow, kRed };
+
 /// One of the process's two output streams. UTF-8; a console window gets it as UTF-16, whatever its
-/// code page. A text that came from a game or a server cannot move the cursor: control characters
-/// are shown as U+FFFD.
+/// code page. A text that came from a game or a server cannot move the cursor: what could is shown
+/// as U+FFFD, and as \uXXXX in JSON.
 class Output {
  public:
   explicit Output(HANDLE outputStream);
 
   /// Whether a person looks at it, so that lines may be overwritten.
   bool IsConsole() const { return isConsole; }
+  /// Columns of the window; 80 when there is none.
+  std::size_t Width() const;
 
   void Line(const std::string& text = "");
+  /// A word in colour, filled up to `width`, and a text after it. No colour unless a person looks,
+  /// nor when the environment variable NO_COLOR is set.
+  void Marked(Colour colour, const std::string& word, std::size_t width, const std::string& text);
   /// Overwrites itself at the next call; nothing unless a person looks.
   void Progress(const std::string& text);
   void Document(const Json& json);
   /// One line.
   void Record(const Json& json);
-  /// The first row is the headline. Cells are cut to `kLongestCell` characters.
+  /// The first row is the headline. Cells are cut to `kLongestCell` columns.
   void Table(const std::vector<Row>& rows, const std::vector<Align>& columns);
+  /// What is written from the first call on is overwritten by what follows the next one, when a
+  /// person looks; otherwise an empty line separates the two.
+  void Redraw();
 
   static constexpr std::size_t kLongestCell = 48;
 
@@ -46,11 +56,12 @@ class Output {
 
   HANDLE stream;
   bool isConsole;
+  bool hasSequences = false;  // understands colours and movements
+  bool hasColours = false;
+  bool isRedrawn = false;
+  std::size_t linesToRedraw = 0;
   std::size_t progressLength = 0;
 };
-
-/// Replaces control characters.
-std::string Printable(std::string_view text);
 
 }  // namespace console
 

@@ -1,23 +1,42 @@
 #include <algorithm>
 #include <memory>
+#include <optional>
 
 #include "hosts/common/checks.h"
 #include "tools/launcher-console/commands.h"
-#include "tools/launcher-console/wait_limit.h"
+#include "tools/launcher-console/options.h"
+#include "tools/launcher-console/ping_answers.h"
 
 namespace console {
 namespace {
 
-using host::PingTime;
-
 struct PingArguments {
   std::vector<std::string> addresses;
-  double timeoutSeconds = 30;
+  RoundOptions rounds;
+  std::string sort = "time";
+  bool isAnsweredOnly = false;
+  std::optional<std::uint32_t> most;  // milliseconds
 };
 
-// A batch has room for 256 times. Smaller ones show progress on the way.
+// With the address that cannot answer a batch has fewer than the 256 times that it has room for,
+// and small ones show progress on the way.
 constexpr std::size_t kAddressesPerBatch = 64;
 constexpr std::size_t kMaxAddresses = 4096;
+
+using Answer = std::optional<std::uint32_t>;  // milliseconds
+
+struct Target {
+  std::string address;
+  std::vector<Answer> answers;  // one for each round
+
+  std::vector<std::uint32_t> Times() const {
+    std::vector<std::uint32_t> times;
+    for (const Answer& answer : answers) {
+      if (answer) times.push_back(*answer);
+    }
+    return times;
+  }
+};
 
 struct Statistics {
   std::uint32_t least = 0;
@@ -25,137 +44,266 @@ struct Statistics {
   std::uint32_t most = 0;
 };
 
-// The answered ones come first, in ascending order.
-void Sort(std::vector<PingTime>& times) {
-  std::stable_sort(times.begin(), times.end(), [](const PingTime& a, const PingTime& b) {
-    return a.milliseconds < b.milliseconds;
-  });
-}
-
-std::size_t AnsweredCount(const std::vector<PingTime>& times) {
-  return static_cast<std::size_t>(
-      std::count_if(times.begin(), times.end(),
-                    [](const PingTime& time) { return time.milliseconds != host::kNoAnswer; }));
-}
-
-// Of the first `count` of sorted times, at least one.
-Statistics Summarize(const std::vector<PingTime>& times, std::size_t count) {
-  const std::size_t middle = count / 2;
-  double median = times[middle].milliseconds;
-  if (count % 2 == 0) median = (median + times[middle - 1].milliseconds) / 2;
-  return {times[0].milliseconds, median, times[count - 1].milliseconds};
+// Of at least one time.
+Statistics Summarize(std::vector<std::uint32_t> times) {
+  std::sort(times.begin(), times.end());
+  const std::size_t middle = times.size() / 2;
+  double median = times[middle];
+  if (times.size() % 2 == 0) median = (median + times[middle - 1]) / 2;
+  return {times.front(), median, times.back()};
 }
 
 std::string ShortDecimal(double value) {
-  Json number = value;
+  const Json number = value;
   std::string text = number.dump();
   if (text.ends_with(".0")) text.resize(text.size() - 2);
   return text;
 }
 
-std::vector<PingTime> Measure(Session& session, const PingArguments& arguments) {
-  host::LauncherClient& launcher = session.Launcher();
-  const std::vector<std::string>& addresses = arguments.addresses;
-  for (std::size_t begin = 0; begin < addresses.size(); begin += kAddressesPerBatch) {
-    const std::size_t end = std::min(begin + kAddressesPerBatch, addresses.size());
-    launcher.PingBatch(std::to_string(begin),
-                       {addresses.begin() + static_cast<std::ptrdiff_t>(begin),
-                        addresses.begin() + static_cast<std::ptrdiff_t>(end)});
-  }
-  std::vector<PingTime> times;
-  const bool complete = session.Wait(
-      ToMilliseconds(arguments.timeoutSeconds), Session::Polling::kNo,
-      [&](const host::Event& event) {
-        if (!host::IsPingResult(event)) return false;
-        const std::vector<PingTime> batch = host::ReadPingResult(event.arguments[1]);
-        times.insert(times.end(), batch.begin(), batch.end());
-        return times.size() == addresses.size();
-      },
-      [&](std::chrono::milliseconds elapsed) {
-        constexpr double kSecond = 1000;
-        session.Out().Progress(
-            "pinging: " + std::to_string(times.size()) + " of " + std::to_string(addresses.size()) +
-            ", " + ShortDecimal(static_cast<double>(elapsed.count() / 100) * 100 / kSecond) + " s");
-      });
-  if (!complete) {
-    throw NotDone("the helper program has not answered for " +
-                  std::to_string(addresses.size() - times.size()) + " of " +
-                  std::to_string(addresses.size()) + " addresses; see 'doctor'");
-  }
-  return times;
-}
+std::string Milliseconds(double value) { return ShortDecimal(value) + " ms"; }
 
-void PrintTable(Session& session, const std::vector<PingTime>& times, std::size_t answered) {
-  std::vector<Row> rows{{"ADDRESS", "TIME"}};
-  for (const PingTime& time : times) {
-    const bool hasAnswer = time.milliseconds != host::kNoAnswer;
-    rows.push_back(
-        {time.address, hasAnswer ? std::to_string(time.milliseconds) + " ms" : "no answer"});
-  }
-  session.Out().Table(rows, {Align::kLeft, Align::kRight});
-  session.Out().Line();
-  std::string summary =
-      std::to_string(answered) + " of " + std::to_string(times.size()) + " answered";
-  if (answered > 0) {
-    const Statistics statistics = Summarize(times, answered);
-    summary += "; min " + std::to_string(statistics.least) + " ms, median " +
-               ShortDecimal(statistics.median) + " ms, max " + std::to_string(statistics.most) +
-               " ms";
-  }
-  session.Out().Line(summary);
-  if (times.front().milliseconds == 0) {
-    session.Out().Line("0 ms: less than one millisecond, or the helper program gave no time");
-  }
-}
-
-void PrintJson(Session& session, const std::vector<PingTime>& times, std::size_t answered) {
-  Json list = Json::array();
-  for (const PingTime& time : times) {
-    const bool hasAnswer = time.milliseconds != host::kNoAnswer;
-    list.push_back({{"address", time.address},
-                    {"milliseconds", hasAnswer ? Json(time.milliseconds) : Json(nullptr)}});
-  }
-  Json document = {{"times", std::move(list)}, {"answered", answered}};
-  if (answered > 0) {
-    const Statistics statistics = Summarize(times, answered);
-    document["min"] = statistics.least;
-    document["median"] = statistics.median;
-    document["max"] = statistics.most;
-  }
-  session.Out().Document(document);
-}
-
-ExitCode Ping(Session& session, const PingArguments& arguments) {
-  if (arguments.addresses.size() > kMaxAddresses) {
-    throw WrongUsage("more than " + std::to_string(kMaxAddresses) + " addresses");
-  }
-  for (const std::string& address : arguments.addresses) {
-    if (!host::IsIpv4Address(address)) {
-      throw WrongUsage("'" + address + "' is no IPv4 address, as in 192.0.2.1");
+/// One run of the command.
+class Ping {
+ public:
+  Ping(Session& consoleSession, const PingArguments& commandArguments)
+      : session(consoleSession), arguments(commandArguments) {
+    for (const std::string& address : CollectWords(arguments.addresses, arguments.rounds.file)) {
+      if (!host::IsIpv4Address(address)) {
+        throw WrongUsage("'" + address + "' is no IPv4 address, as in 192.0.2.1");
+      }
+      targets.push_back({address, {}});
+    }
+    if (targets.empty()) throw WrongUsage("no address is given");
+    if (targets.size() > kMaxAddresses) {
+      throw WrongUsage("more than " + std::to_string(kMaxAddresses) + " addresses");
     }
   }
-  std::vector<PingTime> times = Measure(session, arguments);
-  Sort(times);
-  const std::size_t answered = AnsweredCount(times);
-  if (session.IsJson()) {
-    PrintJson(session, times, answered);
-  } else {
-    PrintTable(session, times, answered);
+
+  ExitCode Run() {
+    bool isInterrupted = false;
+    std::size_t done = 0;
+    try {
+      for (;;) {
+        Round();
+        ++done;
+        if (arguments.rounds.isWatching && !session.IsJson()) {
+          session.Out().Redraw();
+          Print();
+        }
+        if (!arguments.rounds.GoesOn(done)) break;
+        Session::Pause(ToMilliseconds(arguments.rounds.intervalSeconds));
+      }
+    } catch (const CommandError& error) {
+      // What is known by now is still of use.
+      if (error.exitCode != ExitCode::kInterrupted || done == 0) throw;
+      isInterrupted = true;
+      for (Target& target : targets) target.answers.resize(done);
+    }
+    if (session.IsJson()) {
+      if (hasHelper) PrintJson();
+    } else if (!arguments.rounds.isWatching) {
+      Print();
+    }
+    if (!hasHelper) {
+      throw CommandError(ExitCode::kEnvironment,
+                         "the helper program gave no times: it is missing, does not start or does "
+                         "not answer; 'launcher-console doctor' tells which");
+    }
+    if (isInterrupted) return ExitCode::kInterrupted;
+    return AnswerCount() == PingCount() ? ExitCode::kDone : ExitCode::kNotDone;
   }
-  return answered > 0 ? ExitCode::kDone : ExitCode::kNotDone;
-}
+
+ private:
+  void Round() {
+    for (Target& target : targets) target.answers.emplace_back();
+    for (std::size_t attempt = 0; attempt <= arguments.rounds.retries; ++attempt) {
+      std::vector<Target*> open;
+      for (Target& target : targets) {
+        if (!target.answers.back()) open.push_back(&target);
+      }
+      if (open.empty()) return;
+      Measure(open);
+    }
+  }
+
+  void Measure(const std::vector<Target*>& open) {
+    for (std::size_t begin = 0; begin < open.size(); begin += kAddressesPerBatch) {
+      const std::size_t end = std::min(begin + kAddressesPerBatch, open.size());
+      std::vector<std::string> batch;
+      for (std::size_t i = begin; i < end; ++i) batch.push_back(open[i]->address);
+      batch.emplace_back(kImpossibleAddress);
+      session.Launcher().PingBatch(std::to_string(begin), batch);
+    }
+    std::size_t measured = 0;
+    const bool isComplete = session.Wait(
+        ToMilliseconds(arguments.rounds.timeoutSeconds), Session::Polling::kNo,
+        [&](const host::Event& event) {
+          if (!host::IsPingResult(event)) return false;
+          const auto times = host::ReadPingResult(event.arguments[1]);
+          const std::size_t begin = std::stoul(event.arguments[0]);
+          hasHelper = hasHelper || HasTimes(times);
+          for (std::size_t i = 0; i + 1 < times.size() && begin + i < open.size(); ++i) {
+            open[begin + i]->answers.back() = TimeOf(times, i);
+            ++measured;
+          }
+          return measured == open.size();
+        },
+        [&](std::chrono::milliseconds elapsed) {
+          constexpr double kSecond = 1000;
+          session.Out().Progress(
+              "pinging: " + std::to_string(measured) + " of " + std::to_string(open.size()) + ", " +
+              ShortDecimal(static_cast<double>(elapsed.count() / 100) * 100 / kSecond) + " s");
+        });
+    if (!isComplete) {
+      throw CommandError(ExitCode::kEnvironment,
+                         "the helper program has not answered for " +
+                             std::to_string(open.size() - measured) + " of " +
+                             std::to_string(open.size()) +
+                             " addresses; 'launcher-console doctor' says more");
+    }
+  }
+
+  std::size_t PingCount() const { return targets.size() * targets.front().answers.size(); }
+
+  std::vector<std::uint32_t> AllTimes() const {
+    std::vector<std::uint32_t> all;
+    for (const Target& target : targets) {
+      const auto times = target.Times();
+      all.insert(all.end(), times.begin(), times.end());
+    }
+    return all;
+  }
+
+  std::size_t AnswerCount() const { return AllTimes().size(); }
+
+  // Sorted and filtered. Those that never answered come last.
+  std::vector<const Target*> Shown() const {
+    const auto time = [](const Target* target) {
+      const auto times = target->Times();
+      return times.empty() ? static_cast<double>(host::kNoAnswer) : Summarize(times).median;
+    };
+    std::vector<const Target*> shown;
+    for (const Target& target : targets) {
+      const bool hasAnswer = !target.Times().empty();
+      if (!hasAnswer && (arguments.isAnsweredOnly || arguments.most)) continue;
+      if (arguments.most && time(&target) > *arguments.most) continue;
+      shown.push_back(&target);
+    }
+    if (arguments.sort == "time") {
+      std::stable_sort(shown.begin(), shown.end(),
+                       [&time](const Target* a, const Target* b) { return time(a) < time(b); });
+    } else if (arguments.sort == "address") {
+      std::stable_sort(shown.begin(), shown.end(), [](const Target* a, const Target* b) {
+        return AddressNumber(a->address) < AddressNumber(b->address);
+      });
+    }
+    return shown;
+  }
+
+  void Print() const {
+    if (targets.front().answers.size() == 1) {
+      PrintOneRound();
+    } else {
+      PrintRounds();
+    }
+    std::string summary =
+        std::to_string(AnswerCount()) + " of " + std::to_string(PingCount()) + " answered";
+    if (AnswerCount() > 0) {
+      const Statistics all = Summarize(AllTimes());
+      summary += "; min " + Milliseconds(all.least) + ", median " + Milliseconds(all.median) +
+                 ", max " + Milliseconds(all.most);
+    }
+    session.Out().Line();
+    session.Out().Line(summary);
+  }
+
+  void PrintOneRound() const {
+    std::vector<Row> rows{{"ADDRESS", "TIME"}};
+    for (const Target* const target : Shown()) {
+      const Answer& answer = target->answers.back();
+      rows.push_back({target->address, answer ? Milliseconds(*answer) : "no answer"});
+    }
+    session.Out().Table(rows, {Align::kLeft, Align::kRight});
+  }
+
+  void PrintRounds() const {
+    std::vector<Row> rows{{"ADDRESS", "SENT", "ANSWERED", "LAST", "MIN", "MEDIAN", "MAX"}};
+    for (const Target* const target : Shown()) {
+      const auto times = target->Times();
+      const Answer& last = target->answers.back();
+      Row row{target->address, std::to_string(target->answers.size()), std::to_string(times.size()),
+              last ? Milliseconds(*last) : "no answer"};
+      if (times.empty()) {
+        row.insert(row.end(), {"", "", ""});
+      } else {
+        const Statistics statistics = Summarize(times);
+        row.insert(row.end(), {Milliseconds(statistics.least), Milliseconds(statistics.median),
+                               Milliseconds(statistics.most)});
+      }
+      rows.push_back(std::move(row));
+    }
+    session.Out().Table(rows, {Align::kLeft, Align::kRight, Align::kRight, Align::kRight,
+                               Align::kRight, Align::kRight, Align::kRight});
+  }
+
+  static void AddStatistics(const std::vector<std::uint32_t>& times, Json& json) {
+    if (times.empty()) return;
+    const Statistics statistics = Summarize(times);
+    json["min"] = statistics.least;
+    json["median"] = statistics.median;
+    json["max"] = statistics.most;
+  }
+
+  void PrintJson() const {
+    Json list = Json::array();
+    for (const Target* const target : Shown()) {
+      Json rounds = Json::array();
+      for (const Answer& answer : target->answers) {
+        rounds.push_back(answer ? Json(*answer) : Json(nullptr));
+      }
+      Json entry = {{"address", target->address}, {"milliseconds", rounds.back()}};
+      if (rounds.size() > 1) {
+        entry["rounds"] = std::move(rounds);
+        AddStatistics(target->Times(), entry);
+      }
+      list.push_back(std::move(entry));
+    }
+    Json result = {{"times", std::move(list)}, {"sent", PingCount()}, {"answered", AnswerCount()}};
+    AddStatistics(AllTimes(), result);
+    session.Result(std::move(result));
+  }
+
+  Session& session;
+  const PingArguments& arguments;
+  std::vector<Target> targets;
+  bool hasHelper = false;
+};
 
 }  // namespace
 
 void AddPingCommand(CLI::App& app, Action& action) {
   const auto arguments = std::make_shared<PingArguments>();
+  arguments->rounds.timeoutSeconds = 30;
   CLI::App* const ping =
       app.add_subcommand("ping", "Measure the round-trip times to servers, the fastest first");
-  ping->add_option("ADDRESS", arguments->addresses, "IPv4 addresses, as in 192.0.2.1")->required();
-  AddSecondsOption(*ping, "--timeout", arguments->timeoutSeconds,
-                   "How long to wait for the helper program (default 30)");
+  ping->group(kServersGroup);
+  ping->add_option("ADDRESS", arguments->addresses, "IPv4 addresses, as in 192.0.2.1");
+  AddRoundOptions(*ping, arguments->rounds);
+  ping->add_option("--sort", arguments->sort, "time (default), address, or given")
+      ->check(CLI::IsMember({"time", "address", "given"}).description(""))
+      ->type_name("ORDER");
+  ping->add_flag("--answered", arguments->isAnsweredOnly, "Leave out those that did not answer");
+  ping->add_option("--below", arguments->most, "Leave out those that take longer")
+      ->check(CLI::Range(0, 500).description(""))
+      ->type_name("MSEC");
+  ping->footer(
+      "Examples:\n"
+      "  launcher-console ping 192.0.2.1 192.0.2.2\n"
+      "  launcher-console ping --file servers.txt --retry 2 --below 80\n"
+      "  launcher-console ping 192.0.2.1 --count 10 --interval 0.5\n"
+      "  launcher-console ping 192.0.2.1 192.0.2.2 --watch");
   ping->callback([&action, arguments] {
-    action = [arguments](Session& session) { return Ping(session, *arguments); };
+    action = [arguments](Session& session) { return Ping(session, *arguments).Run(); };
   });
 }
 

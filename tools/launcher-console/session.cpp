@@ -3,6 +3,7 @@
 #include <array>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 #include "hosts/common/text.h"
 #include "tools/launcher-console/errors.h"
@@ -14,7 +15,17 @@ namespace {
 // As often as a game's pipe is looked after.
 constexpr DWORD kPollMilliseconds = 100;
 
+[[noreturn]] void ThrowInterrupted() { throw CommandError(ExitCode::kInterrupted, "interrupted"); }
+
 }  // namespace
+
+void Session::Result(Json result) {
+  out.Document({{"command", options.command}, {"result", std::move(result)}});
+}
+
+void Session::ResultLine(Json result) {
+  out.Record({{"command", options.command}, {"result", std::move(result)}});
+}
 
 Settings& Session::SettingsFile() {
   if (!settings) {
@@ -45,23 +56,24 @@ void Session::LoadLauncher() {
   try {
     launcher = std::make_unique<host::LauncherClient>(DllPath());
   } catch (const std::exception& error) {
-    std::string hint;
-    if (options.dllPath.empty()) hint = ". Name it with --dll PATH";
-    throw CommandError(ExitCode::kNoLauncher, error.what() + hint);
+    throw CommandError(ExitCode::kEnvironment,
+                       error.what() + std::string("; 'launcher-console doctor' says more"));
   }
   for (const auto& [appId, values] : parameters.items()) {
     for (const auto& [key, value] : values.items()) launcher->SetParameter(appId, key, value);
   }
 }
 
-const host::KnownApplication& Session::CheckApplication(const std::string& appId) {
-  const host::KnownApplication* const known = host::FindKnownApplication(appId);
-  if (known != nullptr) return *known;
-  std::string message = "unknown application '" + appId + "'; the launcher knows";
-  for (const auto& application : host::kKnownApplications) {
-    message += std::string(" ") + application.id;
+std::string Session::Remembered(const std::string& appId, const std::string& key) {
+  const Json& parameters = SettingsFile().Parameters();
+  const auto application = parameters.find(appId);
+  return application == parameters.end() ? "" : application->value(key, "");
+}
+
+void Session::Pause(std::chrono::milliseconds time) {
+  if (WaitForSingleObject(InterruptEvent(), static_cast<DWORD>(time.count())) == WAIT_OBJECT_0) {
+    ThrowInterrupted();
   }
-  throw WrongUsage(message);
 }
 
 bool Session::Wait(std::chrono::milliseconds limit, Polling polling, const EventHandler& handler,
@@ -79,7 +91,7 @@ bool Session::Wait(std::chrono::milliseconds limit, Polling polling, const Event
     if (tick) tick(elapsed);
     const DWORD result = WaitForMultipleObjects(static_cast<DWORD>(objects.size()), objects.data(),
                                                 FALSE, kPollMilliseconds);
-    if (result == WAIT_OBJECT_0) throw CommandError(ExitCode::kInterrupted, "interrupted");
+    if (result == WAIT_OBJECT_0) ThrowInterrupted();
   }
 }
 

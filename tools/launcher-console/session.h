@@ -16,6 +16,7 @@ namespace console {
 
 struct GlobalOptions {
   bool json = false;
+  std::string command;       // its name
   std::string dllPath;       // empty: beside the program
   std::string settingsPath;  // empty: Settings::DefaultPath()
   std::string logPath;       // empty: the launcher's diagnostic lines are dropped
@@ -23,11 +24,18 @@ struct GlobalOptions {
 
 class Session {
  public:
-  Session(const GlobalOptions& globalOptions, Output& standardOutput)
-      : options(globalOptions), out(standardOutput) {}
+  Session(const GlobalOptions& globalOptions, Output& standardOutput, Output& standardError)
+      : options(globalOptions), out(standardOutput), errors(standardError) {}
 
   bool IsJson() const { return options.json; }
   Output& Out() { return out; }
+  /// To standard error.
+  void Warn(const std::string& text) { errors.Line("launcher-console: " + text); }
+
+  /// The command's result, for programs: {"command": "list", "result": ...}
+  void Result(Json result);
+  /// One of several, on one line.
+  void ResultLine(Json result);
 
   /// Read on first use.
   Settings& SettingsFile();
@@ -36,8 +44,8 @@ class Session {
   host::LauncherClient& Launcher();
   std::wstring DllPath() const;
 
-  /// Throws WrongUsage unless the launcher knows the application.
-  static const host::KnownApplication& CheckApplication(const std::string& appId);
+  /// A remembered parameter; an empty text when it is not set.
+  std::string Remembered(const std::string& appId, const std::string& key);
 
   enum class Polling { kNo, kPollApps };
   /// Whether the wait is over.
@@ -49,6 +57,8 @@ class Session {
   /// Ctrl+C.
   bool Wait(std::chrono::milliseconds limit, Polling polling, const EventHandler& handler,
             const Tick& tick = {});
+  /// Throws CommandError on Ctrl+C.
+  static void Pause(std::chrono::milliseconds time);
 
   static constexpr std::chrono::milliseconds kNoLimit = std::chrono::milliseconds::max();
 
@@ -57,6 +67,7 @@ class Session {
 
   const GlobalOptions options;
   Output& out;
+  Output& errors;
   std::unique_ptr<Settings> settings;
   std::unique_ptr<host::LauncherClient> launcher;
 };

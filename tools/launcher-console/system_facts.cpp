@@ -6,6 +6,9 @@
 #include <tlhelp32.h>
 // clang-format on
 
+#include <filesystem>
+#include <fstream>
+
 #include "hosts/common/text.h"
 
 namespace console {
@@ -51,21 +54,38 @@ bool RegistryKeyExists(const std::string& key, RegistryView view) {
   return true;
 }
 
-std::optional<std::string> RegistryText(const std::string& key, const std::string& valueName,
-                                        RegistryView view) {
+std::optional<RegistryValue> ReadRegistry(const std::string& key, const std::string& valueName,
+                                          RegistryView view) {
   HKEY opened = nullptr;
   if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, host::ToWide(key).c_str(), 0, Access(view), &opened) !=
       ERROR_SUCCESS) {
     return std::nullopt;
   }
-  const std::wstring name = host::ToWide(valueName);
-  wchar_t text[1024] = L"";
-  DWORD size = sizeof(text);
-  const LSTATUS status =
-      RegGetValueW(opened, nullptr, name.c_str(), RRF_RT_REG_SZ, nullptr, text, &size);
+  // Zeros at the end, because the data may lack one.
+  wchar_t text[2048] = L"";
+  DWORD size = sizeof(text) - 2 * sizeof(wchar_t);
+  DWORD type = REG_NONE;
+  const LSTATUS status = RegQueryValueExW(opened, host::ToWide(valueName).c_str(), nullptr, &type,
+                                          reinterpret_cast<BYTE*>(text), &size);
   RegCloseKey(opened);
   if (status != ERROR_SUCCESS) return std::nullopt;
-  return host::ToUtf8(text);
+  const bool isExpandable = type == REG_EXPAND_SZ;
+  return RegistryValue{isExpandable || type == REG_SZ, isExpandable, host::ToUtf8(text)};
+}
+
+ImageKind LookAtImage(const std::wstring& path) {
+  std::ifstream file(std::filesystem::path(path), std::ios::binary);
+  if (!file) return ImageKind::kMissing;
+  IMAGE_DOS_HEADER dos{};
+  file.read(reinterpret_cast<char*>(&dos), sizeof(dos));
+  if (!file || dos.e_magic != IMAGE_DOS_SIGNATURE) return ImageKind::kNoImage;
+  DWORD signature = 0;
+  IMAGE_FILE_HEADER header{};
+  file.seekg(dos.e_lfanew);
+  file.read(reinterpret_cast<char*>(&signature), sizeof(signature));
+  file.read(reinterpret_cast<char*>(&header), sizeof(header));
+  if (!file || signature != IMAGE_NT_SIGNATURE) return ImageKind::kNoImage;
+  return header.Machine == IMAGE_FILE_MACHINE_I386 ? ImageKind::k32Bit : ImageKind::k64Bit;
 }
 
 bool FileExists(const std::string& path) {

@@ -13,12 +13,22 @@ namespace console {
 enum class RegistryView { k32Bit, k64Bit };
 
 bool RegistryKeyExists(const std::string& key, RegistryView view);
-/// Nothing when the key or the value is missing or no text. An empty name means the default value.
-std::optional<std::string> RegistryText(const std::string& key, const std::string& valueName,
-                                        RegistryView view);
+struct RegistryValue {
+  bool isText = false;        // REG_SZ or REG_EXPAND_SZ
+  bool isExpandable = false;  // REG_EXPAND_SZ
+  std::string text;           // as it is stored, nothing expanded
+};
+
+/// Nothing when the key or the value is missing. An empty name means the default value.
+std::optional<RegistryValue> ReadRegistry(const std::string& key, const std::string& valueName,
+                                          RegistryView view);
 
 bool FileExists(const std::string& path);
 bool Is64BitSystem();
+
+/// For which processor a program or DLL is made.
+enum class ImageKind { kMissing, kNoImage, k32Bit, k64Bit };
+ImageKind LookAtImage(const std::wstring& path);
 
 struct Process {
   std::uint32_t id = 0;
