@@ -14,6 +14,7 @@ namespace browser_host {
 /// second that passes.
 class Budget {
  public:
+  /// Whether so much is left. Counts what the time since the last call has earned.
   bool Has(std::size_t bytes) {
     const ULONGLONG now = GetTickCount64();
     const ULONGLONG earned = (now - lastLook) * kPerSecond / kMillisecondsPerSecond;
