@@ -17,7 +17,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// What stands in a slot of the object's first table.
+// The function in a slot of the object's first table.
 template <typename Function>
 Function Slot(void* object, std::size_t number) {
   return reinterpret_cast<Function>((*static_cast<void***>(object))[number]);
