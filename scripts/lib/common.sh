@@ -18,6 +18,8 @@ browserPackages=(chromium chromium-driver nodejs)
 # For the example hosts in other languages. Node.js may have brought npm with it.
 languagePackages=(golang-go rustc libstd-rust-dev-windows)
 command -v npm >/dev/null || languagePackages+=(npm)
+# For scripts/package.
+packagePackages=(cmark-gfm llvm nsis osslsigncode python3)
 testPackages=(g++ clang clang-format clang-tidy lld pkgconf python3)
 coveragePackages=(gcovr)
 benchPackages=(g++ libmsgpack-cxx-dev python3)
@@ -38,7 +40,7 @@ InstallPackages() {
     {
       echo "error: this system is '$system'. Packages are installed on Debian and Ubuntu only."
       echo "Needed are, by their Debian names: ${buildPackages[*]} ${winePackages[*]}" \
-        "${testPackages[*]} ${browserPackages[*]} ${languagePackages[*]}"
+        "${testPackages[*]} ${browserPackages[*]} ${languagePackages[*]} ${packagePackages[*]}"
       echo "When you have their like, use the presets: cmake --preset release"
     } >&2
     exit 1
