@@ -182,11 +182,50 @@ Function ReadOrigins
   ${Loop}
 FunctionEnd
 
-; Writes the list of pages for the browser host, and the same for the extension.
+; Adds the pages of the list that there is to $matches. Behind an origin a permission may stand.
+Function ReadOldOrigins
+  StrCpy $matches ""
+  FileOpen $0 "$INSTDIR\origins.txt" r
+  ${Do}
+    ClearErrors
+    FileRead $0 $1
+    ${If} ${Errors}
+      ${ExitDo}
+    ${EndIf}
+    StrCpy $2 $1 4
+    ${If} $2 != "http"
+      ${Continue}
+    ${EndIf}
+    StrCpy $3 0
+    ${Do}
+      StrCpy $4 $1 1 $3
+      ${If} $4 == ""
+      ${OrIf} $4 == " "
+      ${OrIf} $4 == "$\t"
+      ${OrIf} $4 == "$\r"
+      ${OrIf} $4 == "$\n"
+        ${ExitDo}
+      ${EndIf}
+      IntOp $3 $3 + 1
+    ${Loop}
+    StrCpy $origin $1 $3
+    ${If} $matches != ""
+      StrCpy $matches "$matches, "
+    ${EndIf}
+    StrCpy $matches '$matches"$origin/*"'
+  ${Loop}
+  FileClose $0
+  ClearErrors
+FunctionEnd
+
 Function WriteOrigins
   FileOpen $0 "$INSTDIR\origins.txt" w
   FileWrite $0 "# The pages that may use launcher.dll: one origin a line.${LF}${EXTENSION_ORIGIN}${LF}$originLines"
   FileClose $0
+FunctionEnd
+
+; The extension's manifest lists the same pages.
+Function WriteExtension
   FileOpen $0 "$INSTDIR\extension\manifest.template" r
   FileOpen $1 "$INSTDIR\extension\manifest.json" w
   ${Do}
@@ -256,6 +295,10 @@ Function ${un}OpenPath
     ; Neither read nor missing: left as it is.
     StrCpy $0 0
     Return
+  ${EndIf}
+  ${If} $5 == 2
+    ; REG_EXPAND_SZ, as Windows makes it.
+    StrCpy $1 2
   ${EndIf}
   System::Call 'kernel32::lstrlenW(p r0) i .r5'
   ${If} $5 > 1
@@ -433,16 +476,17 @@ Section
   File "${MANIFESTS}\${NATIVE_NAME}.firefox.json"
   SetOutPath "$INSTDIR\doc"
   File /r "${TOOLS}\doc\*.*"
-  ; The extension's manifest is written anew when pages are given, and at first.
   SetOutPath "$INSTDIR\extension"
   File /r /x manifest.json "${TOOLS}\extension\*.*"
   File "${MANIFESTS}\manifest.template"
   SetOutPath "$INSTDIR"
   ${If} $R8 == yes
   ${OrIfNot} ${FileExists} "$INSTDIR\origins.txt"
-  ${OrIfNot} ${FileExists} "$INSTDIR\extension\manifest.json"
     Call WriteOrigins
+  ${Else}
+    Call ReadOldOrigins
   ${EndIf}
+  Call WriteExtension
   Delete "$INSTDIR\extension\manifest.template"
 
   !insertmacro Register "Chromium" "${NATIVE_NAME}.json"

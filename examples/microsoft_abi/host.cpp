@@ -2,7 +2,7 @@
 // applications and posts an event to itself. It needs neither Visual Studio nor a Windows SDK, only
 // clang and lld, so it declares the calls of Windows that it makes and begins without a C run-time. A
 // host built with Visual Studio includes <windows.h> and has a main() instead; the launcher's part is
-// the same.
+// the same. Both link launcher.lib of the SDK.
 #include <launcher/launcher.hpp>
 
 extern "C" {

@@ -164,6 +164,7 @@ def test_machine():
     with zipfile.ZipFile(PACKAGES / "launcher-162-sdk.zip") as sdk:
         assert new == sdk.read("bin/launcher.dll")
     dll.write_bytes(new + b"older")
+    (linux_path(folder) / "extension/manifest.json").write_text("{}")
     wine("reg", "add", "HKLM" + UNINSTALL_KEY, "/v", "DisplayVersion", "/d", "161", "/f")
     with Host("HKLM", r"Google\Chrome") as host:
         assert "result" in host.hello(PAGE)
@@ -203,7 +204,7 @@ def main():
     SCRATCH.mkdir(parents=True)
     wine("reg", "delete", DIRECTORY_KEY, "/f", check=False)
     try:
-        for test in (test_refusals, test_machine, test_user):
+        for test in (test_machine, test_user, test_refusals):
             started = time.monotonic()
             test()
             print(f"{test.__name__}: {time.monotonic() - started:.1f} s", flush=True)
