@@ -27,7 +27,7 @@ ENVIRONMENT_KEY = {"HKLM": r"HKLM\SYSTEM\CurrentControlSet\Control\Session Manag
                    "HKCU": r"HKCU\Environment"}
 # All that installers may change.
 REGISTRY = [r"HKEY_LOCAL_MACHINE\Software", "HKEY_CURRENT_USER",
-            r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control\Session Manager"]
+            r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control\Session Manager\Environment"]
 EXTENSION = "chrome-extension://lbihcldlamlgmkabnfnbcjkicdbedemf"
 PAGE = "https://games.example"
 
