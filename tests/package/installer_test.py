@@ -48,7 +48,7 @@ def value(key, name=None):
     """A value of the registry, or None."""
     result = subprocess.run([RUN_WINE, "reg", "query", key, *(["/v", name] if name else ["/ve"])],
                             stdin=subprocess.DEVNULL, capture_output=True, env=ENVIRONMENT)
-    match = re.search(r"REG_\w+ {4}(.*?)\r?$", result.stdout.decode(), re.MULTILINE)
+    match = re.search(r"REG_\w+ {4}(.*?)\r?$", result.stdout.decode("cp437"), re.MULTILINE)
     return match[1] if result.returncode == 0 and match else None
 
 
