@@ -83,7 +83,7 @@ clang --target=x86_64-w64-windows-gnu -fuse-ld=lld "-L$gccFolder" -o "$scratch/b
   "$source/tests/install/stranger.c" "-I$sdk/include" "$sdk/lib/liblauncher.dll.a"
 Run clang.exe "$c"
 
-clang++ --target=x86_64-pc-windows-msvc -std=c++20 -ffreestanding -fno-exceptions -fno-rtti -c \
+clang++ --target=x86_64-pc-windows-msvc -std=c++20 -O1 -ffreestanding -fno-exceptions -fno-rtti -c \
   -o "$scratch/microsoft.obj" "$source/examples/microsoft_abi/host.cpp" "-I$sdk/include"
 lld-link /nologo "/out:$scratch/bin/microsoft.exe" /entry:HostMain /nodefaultlib /subsystem:console \
   "$scratch/microsoft.obj" "$sdk/lib/launcher.lib" /usr/x86_64-w64-mingw32/lib/libkernel32.a
