@@ -8,8 +8,6 @@
 #include <cstdlib>
 #include <memory>
 
-#include "core/windows_api.h"
-
 namespace launcher {
 namespace {
 
@@ -59,12 +57,35 @@ void Write(FILE* stream, const char* text, std::size_t size) {
 
 void WriteUtf8(FILE* stream, const char* text, std::size_t length) { Write(stream, text, length); }
 
+// By hand, so that nothing that can fail stands between a line and its stream. Returns the end of the
+// bytes.
+char* EncodeUtf8(const wchar_t* text, std::size_t length, char* out) {
+  for (std::size_t i = 0; i < length; ++i) {
+    char32_t codePoint = text[i];
+    if (codePoint >= 0xD800 && codePoint < 0xE000) {
+      const bool paired =
+          codePoint < 0xDC00 && i + 1 < length && text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000;
+      codePoint = paired ? 0x10000 + ((codePoint - 0xD800) << 10) + (text[++i] - 0xDC00U)
+                         : 0xFFFD;  // an unpaired surrogate
+    }
+    if (codePoint < 0x80) {
+      *out++ = static_cast<char>(codePoint);
+      continue;
+    }
+    const int following = codePoint < 0x800 ? 1 : codePoint < 0x10000 ? 2 : 3;
+    *out++ = static_cast<char>((0xFF00U >> (following + 1)) | (codePoint >> (6 * following)));
+    for (int shift = 6 * (following - 1); shift >= 0; shift -= 6) {
+      *out++ = static_cast<char>(0x80 | ((codePoint >> shift) & 0x3F));
+    }
+  }
+  return out;
+}
+
 void WriteUtf8(FILE* stream, const wchar_t* text, std::size_t length) {
   LineMemory<char> bytes(length * kMaxBytesPerUnit);
   length = std::min(length, bytes.size() / kMaxBytesPerUnit);
-  const int size = WideCharToMultiByte(CP_UTF8, 0, text, static_cast<int>(length), bytes.data(),
-                                       static_cast<int>(bytes.size()), nullptr, nullptr);
-  Write(stream, bytes.data(), static_cast<std::size_t>(size));
+  const char* const end = EncodeUtf8(text, length, bytes.data());
+  Write(stream, bytes.data(), static_cast<std::size_t>(end - bytes.data()));
 }
 
 // The run-time's formatters by their own names: the C++ library redirects the standard names to an
