@@ -37,9 +37,9 @@ std::uintptr_t __stack_chk_guard = 0;
 }
 
 [[noreturn]] void __stack_chk_fail();
-[[noreturn]] void __stack_chk_fail() { EndProcess(FAST_FAIL_STACK_COOKIE_CHECK_FAILURE); }
+void __stack_chk_fail() { EndProcess(FAST_FAIL_STACK_COOKIE_CHECK_FAILURE); }
 [[noreturn]] void __chk_fail();
-[[noreturn]] void __chk_fail() { EndProcess(FAST_FAIL_RANGE_CHECK_FAILURE); }
+void __chk_fail() { EndProcess(FAST_FAIL_RANGE_CHECK_FAILURE); }
 
 }  // extern "C"
 

@@ -8,10 +8,12 @@ namespace host {
 namespace {
 
 // What Windows' code pages turn into "|" for want of anything better, in UTF-8, and the other bars.
-constexpr std::array<std::string_view, 13> kLooksLikeBar{
+constexpr std::array<std::string_view, 15> kLooksLikeBar{
     "\xC2\xA6",      // U+00A6 broken bar
     "\xC7\x80",      // U+01C0 dental click
     "\xE2\x80\x96",  // U+2016 double vertical line
+    "\xE2\x86\x95",  // U+2195 up down arrow
+    "\xE2\x86\xA8",  // U+21A8 up down arrow with base
     "\xE2\x88\xA3",  // U+2223 divides
     "\xE2\x88\xA5",  // U+2225 parallel to
     "\xE2\x8F\x90",  // U+23D0 vertical line extension

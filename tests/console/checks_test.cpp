@@ -40,13 +40,12 @@ TEST(Checks, TellWhatFitsTheHelpersLine) {
   EXPECT_FALSE(FitsHelperLine("a\x7F"));
 }
 
-// Best fits of every code page of this Windows, and of Wine's, which are the same tables.
+// The best fits of every code page that can be Windows' own for programs.
 TEST(Checks, NothingThatACodePageTurnsIntoABarFitsTheHelpersLine) {
-  constexpr UINT kHighestCodePage = 65535;
   constexpr wchar_t kFirstBeyondAscii = 0x80;
   int found = 0;
-  for (UINT codePage = 1; codePage <= kHighestCodePage; ++codePage) {
-    if (!IsValidCodePage(codePage)) continue;
+  for (const UINT codePage : {874U, 932U, 936U, 949U, 950U, 1250U, 1251U, 1252U, 1253U, 1254U,
+                              1255U, 1256U, 1257U, 1258U, 1361U, 65001U}) {
     for (wchar_t c = kFirstBeyondAscii; c < 0xFFFF; ++c) {
       char narrow[8] = "";
       if (WideCharToMultiByte(codePage, 0, &c, 1, narrow, 8, nullptr, nullptr) != 1) continue;

@@ -180,6 +180,8 @@ def test_machine():
 
 
 def test_user():
+    # Every user of Windows has this key; a new one of Wine does not.
+    wine("reg", "add", "HKCU" + UNINSTALL_KEY.rpartition("\\")[0], "/f")
     before = snapshot()
     folder = r"C:\Spiele_für_mich"
     wine(SETUP, "/S", "/CurrentUser", f"/D={folder}")

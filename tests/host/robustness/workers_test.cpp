@@ -99,7 +99,7 @@ TEST_P(PingQueryWorkers, ContextIsMadeBeforeTheLockIsTaken) {
   IMPORT_HOOK(EnterCriticalSection) enters(host.Module());
   enters.SetReplacement([&](CRITICAL_SECTION* section) {
     std::fill_n(id, 4, L'x');
-    enters.CallOriginal(section);
+    ::EnterCriticalSection(section);
   });
   Start(id);
   EXPECT_STREQ(id, L"xxxx");
