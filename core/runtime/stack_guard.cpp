@@ -36,9 +36,9 @@ std::uintptr_t __stack_chk_guard = 0;
   __builtin_unreachable();
 }
 
-[[noreturn]] void __stack_chk_fail();
+__attribute__((noreturn)) void __stack_chk_fail();
 void __stack_chk_fail() { EndProcess(FAST_FAIL_STACK_COOKIE_CHECK_FAILURE); }
-[[noreturn]] void __chk_fail();
+__attribute__((noreturn)) void __chk_fail();
 void __chk_fail() { EndProcess(FAST_FAIL_RANGE_CHECK_FAILURE); }
 
 }  // extern "C"
