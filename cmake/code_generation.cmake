@@ -1,8 +1,8 @@
-# How the library is compiled and linked: small, hardened, and the same bytes
-# from every directory.
+# How the library and the programs are compiled and linked: hardened, and the same bytes from every directory.
 
-# launcher_code_generation(<target>): for the library's objects and the DLL.
-function(launcher_code_generation target)
+# launcher_harden(<target> [<level>]): for everything that is delivered, the DLL's objects and those of the
+# programs. <level>: how a release is optimised, when not as its build type says.
+function(launcher_harden target)
   if(MSVC OR NOT WIN32)
     return()
   endif()
@@ -18,7 +18,7 @@ function(launcher_code_generation target)
       -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.
       -ffile-prefix-map=${PROJECT_BINARY_DIR}=./build)
   # The checked C library calls need an optimising compilation.
-  set(release -Os -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  set(release ${ARGN} -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
   target_compile_options(
     ${target} PRIVATE "$<$<COMPILE_LANGUAGE:CXX>:${all}>"
                       "$<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CONFIG:Release>>:${release}>")
@@ -45,8 +45,8 @@ function(launcher_link_windows target)
     -Wl,--nxcompat)
 endfunction()
 
-# launcher_split_debug_symbols(<target>): moves the symbols from the DLL to
-# <name>.dll.debug beside it; the DLL names that file.
+# launcher_split_debug_symbols(<target>): moves the symbols from the DLL or program
+# to <its name>.debug beside it; it names that file.
 function(launcher_split_debug_symbols target)
   if(MSVC OR NOT WIN32)
     return()
@@ -65,4 +65,19 @@ function(launcher_split_debug_symbols target)
     VERBATIM)
   set_property(TARGET ${target} APPEND PROPERTY ADDITIONAL_CLEAN_FILES
                                                 $<TARGET_FILE:${target}>.debug)
+endfunction()
+
+# launcher_deliver(<program> <description>): a program that people get, hardened like the DLL, with a version
+# resource and its symbols in a file of their own.
+function(launcher_deliver program description)
+  # At -O3 GCC 12 sees buffers overflow that do not.
+  launcher_harden(${program} -O2)
+  get_target_property(program_name ${program} OUTPUT_NAME)
+  if(NOT program_name)
+    set(program_name ${program})
+  endif()
+  set(program_description "${description}")
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/program.rc.in" "${PROJECT_BINARY_DIR}/${program}.rc" @ONLY)
+  target_sources(${program} PRIVATE "${PROJECT_BINARY_DIR}/${program}.rc")
+  launcher_split_debug_symbols(${program})
 endfunction()

@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr char kHelp[] =
+constexpr char kDescription[] =
     R"(demo_game - stand-in for a game
 
 Offers the named pipe over which a launcher and a running game exchange commands (a
@@ -29,26 +29,15 @@ name and words), prints every command that arrives and answers some:
 
 Copied under the file name of a real game (ag4.exe, agx.exe, TAVR.exe, ag3.exe, ...)
 it offers the pipe of that game, so that a launcher finds it without further options.
+)";
 
-  demo_game [options]
+constexpr char kFooter[] =
+    R"(
+The environment variable KIT_GAME_OPTIONS, when not empty, replaces the options; the
+command line is then only printed. That is for hosts whose command line belongs to a
+real game.
 
-  --pipe NAME            name of the pipe, as \\.\pipe\demo; needed unless the file
-                         name is that of a known game
-  --instances N          how many launchers may be connected at once (default 4). Two
-                         entries of the launcher may share one pipe name: with one
-                         instance only the first of them gets it
-  --send "NAME WORDS"    sent to every launcher that connects; may be repeated
-  --send-raw "HEX"       bytes sent as they stand after that, such as "4b 45 00"
-  --quit-after N         ends after N received commands
-  --stay                 goes on when the last launcher has left (else the game ends)
-  --wait SECONDS         ends when no launcher has come for so long (default: waits on)
-  --log FILE             appends everything that is printed to FILE
-  --help                 this text
-
-The environment variable KIT_GAME_OPTIONS, when set, replaces the options; the command
-line is then only printed. That is for hosts whose command line belongs to a real game.
-
-Exit code: 0 ended as told, 1 failed, 2 wrong options.
+Exit code: 0 ended as asked, 1 failed, 2 wrong options.
 )";
 
 struct KnownGame {
@@ -95,7 +84,7 @@ std::string Describe(const kit::Command& command) {
 
 struct GameSettings {
   std::wstring pipeName;
-  DWORD instances = 1;
+  DWORD instances = 4;
   std::vector<kit::Command> greeting;
   kit::Bytes rawGreeting;
   std::uint64_t quitAfter = 0;  // 0: never
@@ -219,35 +208,57 @@ class Game {
 
 int Run() {
   std::vector<std::string> arguments = kit::SplitCommandLine(GetCommandLineW());
-  const auto replacement = kit::Environment(L"KIT_GAME_OPTIONS");
-  if (replacement) arguments = kit::SplitCommandLine((L"demo_game " + *replacement).c_str());
-  const kit::Options options(
-      arguments,
-      {"--pipe", "--instances", "--send", "--send-raw", "--quit-after", "--wait", "--log"},
-      {"--stay", "--help"});
-  if (options.Has("--help")) {
-    std::fputs(kHelp, stdout);
-    return kit::kSuccess;
+  const std::wstring replacement = kit::EnvironmentText(L"KIT_GAME_OPTIONS");
+  if (!replacement.empty()) {
+    arguments = kit::SplitCommandLine((L"demo_game " + replacement).c_str());
   }
-  kit::Report report;
-  if (options.Has("--log")) report.OpenFile(kit::ToWide(options.Text("--log", "")));
 
   GameSettings settings;
-  settings.pipeName = kit::ToWide(options.Text("--pipe", PipeOfOwnFileName()));
-  if (settings.pipeName.empty()) throw kit::UsageError("option --pipe is missing");
-  constexpr std::uint64_t kMaxInstances = 254;  // 255 means "no limit" to Windows
-  settings.instances = static_cast<DWORD>(options.Number("--instances", 4, 1, kMaxInstances));
-  for (const std::string& text : options.All("--send")) {
-    settings.greeting.push_back(ToCommand(text));
-  }
-  settings.rawGreeting = kit::ParseHex(options.Text("--send-raw", ""));
-  settings.quitAfter = options.Number("--quit-after", 0, 1, 1000000);
-  settings.stay = options.Has("--stay");
-  constexpr std::uint64_t kMaxSeconds = 86400;
-  if (options.Has("--wait")) {
-    settings.waitMilliseconds =
-        static_cast<DWORD>(1000 * options.Number("--wait", 0, 1, kMaxSeconds));
-  }
+  std::string pipeName = PipeOfOwnFileName();
+  std::vector<std::string> greeting;
+  std::string rawGreeting;
+  DWORD waitSeconds = 0;
+  std::string log;
+  CLI::App app(kDescription, "demo_game");
+  app.footer(kFooter);
+  app.add_option("--pipe", pipeName,
+                 "Name of the pipe, as \\\\.\\pipe\\demo; needed unless\nthe file name is that of "
+                 "a known game")
+      ->type_name("NAME")
+      ->required(pipeName.empty());
+  constexpr DWORD kMaxInstances = 254;  // 255 means "no limit" to Windows
+  app.add_option(
+         "--instances", settings.instances,
+         "How many launchers may be connected at once\n(default 4). Two entries of the launcher "
+         "may share\none pipe name: with one instance only the first of\nthem gets it")
+      ->type_name("N")
+      ->check(CLI::Range(DWORD{1}, kMaxInstances));
+  app.add_option("--send", greeting, "Sent to every launcher that connects; may be repeated")
+      ->type_name("\"NAME WORDS\"")
+      ->allow_extra_args(false);
+  app.add_option("--send-raw", rawGreeting,
+                 "Bytes sent as they stand after that, such as\n\"4b 45 00\"")
+      ->type_name("HEX");
+  app.add_option("--quit-after", settings.quitAfter, "End after so many received commands")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1000000));
+  app.add_flag("--stay", settings.stay,
+               "Go on when the last launcher has left (else the\ngame ends)");
+  constexpr DWORD kMaxSeconds = 86400;
+  app.add_option("--wait", waitSeconds,
+                 "End when no launcher has come for so long\n(default: waits on)")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(DWORD{1}, kMaxSeconds));
+  app.add_option("--log", log, "Append everything that is printed to this file")->type_name("FILE");
+  if (!kit::ReadOptions(app, arguments)) return kit::kSuccess;
+
+  kit::Report report;
+  if (!log.empty()) report.OpenFile(kit::ToWide(log));
+  settings.pipeName = kit::ToWide(pipeName);
+  for (const std::string& text : greeting) settings.greeting.push_back(ToCommand(text));
+  settings.rawGreeting = kit::ParseHex(rawGreeting);
+  constexpr DWORD kMillisecondsPerSecond = 1000;
+  if (waitSeconds > 0) settings.waitMilliseconds = waitSeconds * kMillisecondsPerSecond;
 
   report.Line("game: started with the command line " + kit::ToUtf8(GetCommandLineW()));
   Game game(std::move(settings), report);

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -21,43 +22,19 @@
 
 namespace {
 
-constexpr char kHelp[] =
+constexpr char kDescription[] =
     R"(demo_server - stand-in for a game server
 
 Listens for UDP datagrams on 127.0.0.1 and answers state queries: first a challenge,
 then the query that repeats the challenge's id. Prints its port and every datagram.
-
-  demo_server [options]
-
-How it listens
-  --port N               UDP port (default 0: a free one, printed at the start)
-  --count N              ends after N answered queries (default: goes on)
-  --wait SECONDS         ends when no datagram has come for so long (default: waits on)
-
-What it tells
-  --version N            version of the answer; launchers know 3 to 10 (default 10)
-  --server-state N       3: a round is played and its times are told (default 3)
-  --game-id N            id in the answer (default: the id that was asked for)
-  --platform N           (default 1)
-  --mode NAME            (default Frontier); names that have a section of their own
-                         hold Frontier, Breach, KillRace, ArmsLadder, SeizeTheBanner
-                         or VesselStrike
-  --section HEX          bytes of the mode's section (default: a sample for the mode)
-  --map NAME             (default Harbour)
-  --teams N              number of teams, 0 to 128 (default 2)
-  --players N            players in each team, 0 to 255 (default 3)
-  --name TEXT            name of the first player (default Aldo)
-
-How it misbehaves
-  --challenge-length N   bytes of the challenge's answer, 1 to 64 (default 12; 4 and 12
-                         are the usual forms, less than 4 is too short)
-  --cut N                sends only the first N bytes of the answer
-  --answer-file FILE     sends the bytes of FILE as the answer
-  --silent-at STEP       "challenge" or "query": does not answer that datagram
-  --help                 this text
-
-Numbers may be written as 0x1F. Exit code: 0 ended as told, 1 failed, 2 wrong options.
 )";
+
+constexpr char kFooter[] =
+    R"(
+Numbers may be written as 0x1F. Exit code: 0 ended as asked, 1 failed, 2 wrong options.
+)";
+
+constexpr std::size_t kMaxDatagram = 65507;
 
 struct ServerSettings {
   std::uint16_t port = 0;
@@ -66,7 +43,7 @@ struct ServerSettings {
   std::size_t challengeLength = 12;
   kit::ServerReport serverReport;
   bool tellsAskedGameId = true;
-  std::size_t cut = kit::kMaxFrame;
+  std::size_t cut = kMaxDatagram;
   kit::Bytes fixedAnswer;  // sent instead of `serverReport` when not empty
   bool silentAtChallenge = false;
   bool silentAtQuery = false;
@@ -148,12 +125,12 @@ class Server {
 
   /// False when no datagram came in time.
   bool Receive(kit::Bytes& datagram, sockaddr_in& peer) const {
-    constexpr int kMaxDatagram = 65536;
+    constexpr int kBufferSize = 65536;
     for (;;) {
-      datagram.resize(kMaxDatagram);
+      datagram.resize(kBufferSize);
       int peerSize = sizeof(peer);
-      const int size = recvfrom(udpSocket, reinterpret_cast<char*>(datagram.data()), kMaxDatagram,
-                                0, reinterpret_cast<sockaddr*>(&peer), &peerSize);
+      const int size = recvfrom(udpSocket, reinterpret_cast<char*>(datagram.data()), kBufferSize, 0,
+                                reinterpret_cast<sockaddr*>(&peer), &peerSize);
       if (size >= 0) {
         datagram.resize(static_cast<std::size_t>(size));
         return true;
@@ -229,71 +206,148 @@ kit::Bytes ReadWholeFile(const std::string& path) {
   return bytes;
 }
 
-ServerSettings ToSettings(const kit::Options& options) {
-  constexpr std::uint64_t kMaxU8 = 0xFF;
-  constexpr std::uint64_t kMaxU64 = ~std::uint64_t{0};
-  constexpr std::uint64_t kMaxSeconds = 86400;
-  constexpr std::uint64_t kMaxDatagram = 65507;
-  ServerSettings settings;
-  settings.port = static_cast<std::uint16_t>(options.Number("--port", 0, 0, 0xFFFF));
-  settings.count = options.Number("--count", 0, 1, kMaxU64);
-  if (options.Has("--wait")) {
-    settings.waitMilliseconds =
-        static_cast<DWORD>(1000 * options.Number("--wait", 0, 1, kMaxSeconds));
-  }
-  settings.challengeLength = options.Number("--challenge-length", 12, 1, 64);
-  settings.cut = options.Number("--cut", kMaxDatagram, 0, kMaxDatagram);
-  if (options.Has("--answer-file")) {
-    settings.fixedAnswer = ReadWholeFile(options.Text("--answer-file", ""));
-  }
-  const std::string silentAt = options.Text("--silent-at", "");
-  if (options.Has("--silent-at") && silentAt != "challenge" && silentAt != "query") {
-    throw kit::UsageError("option --silent-at takes challenge or query, not '" + silentAt + "'");
-  }
-  settings.silentAtChallenge = silentAt == "challenge";
-  settings.silentAtQuery = silentAt == "query";
+/// What the options say that is no setting yet.
+struct Choices {
+  DWORD waitSeconds = 0;
+  std::string answerFile;
+  std::string silentAt;
+  std::size_t teams = 2;
+  std::size_t players = 3;
+  std::string firstName = "Aldo";
+  std::optional<std::string> section;
+};
 
-  kit::ServerReport& told = settings.serverReport;
-  told.version = static_cast<std::uint8_t>(options.Number("--version", 10, 0, kMaxU8));
-  told.serverState = static_cast<std::uint8_t>(
-      options.Number("--server-state", kit::kServerStateInRound, 0, kMaxU8));
-  told.platform = static_cast<std::uint8_t>(options.Number("--platform", 1, 0, kMaxU8));
-  told.persistedIdPart1 = 0x1122334455667788;
-  told.persistedIdPart2 = 0x99AABBCCDDEEFF00;
-  settings.tellsAskedGameId = !options.Has("--game-id");
-  told.gameId = options.Number("--game-id", 0, 0, kMaxU64);
-  told.gameMode = options.Text("--mode", "Frontier");
-  told.mapVariant = 1;
-  told.currentMap = options.Text("--map", "Harbour");
-  told.roundTime = 754;
-  told.defaultRoundTimeMultiplier = 100;
-  told.maxPlayers = 64;
-  told.waitingPlayers = 1;
-  told.teams =
-      SampleTeams(options.Number("--teams", 2, 0, kit::kMaxTeams),
-                  options.Number("--players", 3, 0, kMaxU8), options.Text("--name", "Aldo"));
-  told.modeSection = options.Has("--section") ? kit::ParseHex(options.Text("--section", ""))
-                                              : kit::SampleModeSection(told.gameMode, told.teams);
-  // Tells what does not fit into an answer now, not when the first query has come.
-  if (kit::EncodeQueryResponse(told).size() > kMaxDatagram) {
+// The largest numbers that the answer has room for.
+constexpr unsigned int kMaxU8 = 0xFF;
+constexpr unsigned int kMaxU16 = 0xFFFF;
+
+void AddListeningOptions(CLI::App& app, ServerSettings& settings, Choices& choices) {
+  constexpr const char* kGroup = "How it listens";
+  app.add_option("--port", settings.port, "UDP port (default 0: a free one, printed at the start)")
+      ->type_name("N")
+      ->check(CLI::Range(0U, kMaxU16))
+      ->group(kGroup);
+  app.add_option("--count", settings.count, "End after N answered queries (default: goes on)")
+      ->type_name("N")
+      ->check(CLI::PositiveNumber)
+      ->group(kGroup);
+  constexpr DWORD kMaxSeconds = 86400;
+  app.add_option("--wait", choices.waitSeconds,
+                 "End when no datagram has come for so long\n(default: waits on)")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(DWORD{1}, kMaxSeconds))
+      ->group(kGroup);
+}
+
+void AddAnswerOptions(CLI::App& app, ServerSettings& settings, Choices& choices) {
+  constexpr const char* kGroup = "What it answers";
+  kit::ServerReport& answer = settings.serverReport;
+  const auto addByte = [&](const char* name, std::uint8_t& value, const char* description) {
+    app.add_option_function<unsigned int>(
+           name, [&value](unsigned int number) { value = static_cast<std::uint8_t>(number); },
+           description)
+        ->type_name("N")
+        ->check(CLI::Range(0U, kMaxU8))
+        ->group(kGroup);
+  };
+  addByte("--version", answer.version, "Version; launchers know 3 to 10 (default 10)");
+  addByte("--server-state", answer.serverState,
+          "3: a round is played and its times are given\n(default 3)");
+  app.add_option_function<std::uint64_t>(
+         "--game-id",
+         [&settings](std::uint64_t id) {
+           settings.serverReport.gameId = id;
+           settings.tellsAskedGameId = false;
+         },
+         "Id in the answer (default: the one asked for)")
+      ->type_name("N")
+      ->group(kGroup);
+  addByte("--platform", answer.platform, "(default 1)");
+  app.add_option("--mode", answer.gameMode,
+                 "(default Frontier); names with a section of their\nown hold Frontier, Breach, "
+                 "KillRace, ArmsLadder,\nSeizeTheBanner or VesselStrike")
+      ->type_name("NAME")
+      ->group(kGroup);
+  app.add_option("--section", choices.section, "Bytes of the mode's section (default: a sample)")
+      ->type_name("HEX")
+      ->group(kGroup);
+  app.add_option("--map", answer.currentMap, "(default Harbour)")->type_name("NAME")->group(kGroup);
+  app.add_option("--teams", choices.teams, "Number of teams, 0 to 128 (default 2)")
+      ->type_name("N")
+      ->check(CLI::Range(std::size_t{0}, kit::kMaxTeams))
+      ->group(kGroup);
+  app.add_option("--players", choices.players, "Players in each team, 0 to 255 (default 3)")
+      ->type_name("N")
+      ->check(CLI::Range(0U, kMaxU8))
+      ->group(kGroup);
+  app.add_option("--name", choices.firstName, "Name of the first player (default Aldo)")
+      ->type_name("TEXT")
+      ->group(kGroup);
+}
+
+void AddMisbehaviourOptions(CLI::App& app, ServerSettings& settings, Choices& choices) {
+  constexpr const char* kGroup = "How it misbehaves";
+  app.add_option("--challenge-length", settings.challengeLength,
+                 "Bytes of the challenge's answer, 1 to 64\n(default 12; 4 and 12 are the usual "
+                 "forms, less\nthan 4 is too short)")
+      ->type_name("N")
+      ->check(CLI::Range(1, 64))
+      ->group(kGroup);
+  app.add_option("--cut", settings.cut, "Send only the first N bytes of the answer")
+      ->type_name("N")
+      ->check(CLI::Range(std::size_t{0}, kMaxDatagram))
+      ->group(kGroup);
+  app.add_option("--answer-file", choices.answerFile, "Send the bytes of FILE as the answer")
+      ->type_name("FILE")
+      ->group(kGroup);
+  app.add_option("--silent-at", choices.silentAt, "Do not answer that datagram")
+      ->type_name("challenge|query")
+      ->check(CLI::IsMember({"challenge", "query"}))
+      ->group(kGroup);
+}
+
+/// What is left to do when the options have been read.
+void Apply(const Choices& choices, ServerSettings& settings) {
+  constexpr DWORD kMillisecondsPerSecond = 1000;
+  settings.waitMilliseconds = choices.waitSeconds * kMillisecondsPerSecond;
+  if (!choices.answerFile.empty()) settings.fixedAnswer = ReadWholeFile(choices.answerFile);
+  settings.silentAtChallenge = choices.silentAt == "challenge";
+  settings.silentAtQuery = choices.silentAt == "query";
+  kit::ServerReport& answer = settings.serverReport;
+  answer.teams = SampleTeams(choices.teams, choices.players, choices.firstName);
+  answer.modeSection = choices.section ? kit::ParseHex(*choices.section)
+                                       : kit::SampleModeSection(answer.gameMode, answer.teams);
+  // Now, not when the first query has come.
+  if (kit::EncodeQueryResponse(answer).size() > kMaxDatagram) {
     throw kit::UsageError("so many players do not fit into one datagram");
   }
-  return settings;
 }
 
 int Run() {
-  const kit::Options options(
-      kit::SplitCommandLine(GetCommandLineW()),
-      {"--port", "--count", "--wait", "--version", "--server-state", "--game-id", "--platform",
-       "--mode", "--section", "--map", "--teams", "--players", "--name", "--challenge-length",
-       "--cut", "--answer-file", "--silent-at"},
-      {"--help"});
-  if (options.Has("--help")) {
-    std::fputs(kHelp, stdout);
-    return kit::kSuccess;
-  }
+  ServerSettings settings;
+  kit::ServerReport& answer = settings.serverReport;
+  answer.version = 10;
+  answer.serverState = kit::kServerStateInRound;
+  answer.platform = 1;
+  answer.persistedIdPart1 = 0x1122334455667788;
+  answer.persistedIdPart2 = 0x99AABBCCDDEEFF00;
+  answer.gameMode = "Frontier";
+  answer.mapVariant = 1;
+  answer.currentMap = "Harbour";
+  answer.roundTime = 754;
+  answer.defaultRoundTimeMultiplier = 100;
+  answer.maxPlayers = 64;
+  answer.waitingPlayers = 1;
+  Choices choices;
+  CLI::App app(kDescription, "demo_server");
+  app.footer(kFooter);
+  AddListeningOptions(app, settings, choices);
+  AddAnswerOptions(app, settings, choices);
+  AddMisbehaviourOptions(app, settings, choices);
+  if (!kit::ReadOptions(app, kit::SplitCommandLine(GetCommandLineW()))) return kit::kSuccess;
+  Apply(choices, settings);
   kit::Report report;
-  Server(ToSettings(options), report).Serve();
+  Server(std::move(settings), report).Serve();
   return kit::kSuccess;
 }
 

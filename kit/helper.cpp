@@ -194,7 +194,7 @@ void WriteReply(const std::wstring& pipeName, const kit::Bytes& reply) {
 
 void WaitForGate() {
   constexpr DWORD kLongestWait = 60000;
-  const std::wstring name = kit::Environment(L"KIT_HELPER_PING_GATE").value_or(L"");
+  const std::wstring name = kit::EnvironmentText(L"KIT_HELPER_PING_GATE");
   const HANDLE gate = OpenEventW(SYNCHRONIZE, FALSE, name.c_str());
   if (gate == nullptr) {
     throw std::runtime_error("mode late needs the name of an event in KIT_HELPER_PING_GATE: " +
@@ -207,7 +207,8 @@ void WaitForGate() {
 
 void RunPingLine(const std::wstring& line, kit::Report& report) {
   const kit::PingRequest request = kit::ParsePingLine(line);
-  const std::wstring mode = kit::Environment(L"KIT_HELPER_PING_MODE").value_or(L"echo");
+  std::wstring mode = kit::EnvironmentText(L"KIT_HELPER_PING_MODE");
+  if (mode.empty()) mode = L"echo";
   constexpr std::uint8_t kGarbage = 0xA5;
   kit::Bytes reply;
   if (mode == L"echo") {
@@ -219,8 +220,8 @@ void RunPingLine(const std::wstring& line, kit::Report& report) {
   } else if (mode != L"silent" && mode != L"absent") {
     throw std::runtime_error("KIT_HELPER_PING_MODE has the unknown value " + kit::ToUtf8(mode));
   }
-  if (mode == L"short1023") reply.resize(kit::kPingReplySize - 1);
-  if (mode == L"long1025") reply.resize(kit::kPingReplySize + 1);
+  if (mode == L"short1023") reply.pop_back();
+  if (mode == L"long1025") reply.push_back(0);
   if (mode == L"late") WaitForGate();
   if (mode != L"absent") WriteReply(request.pipeName, reply);
   report.Line("helper: ping of " + std::to_string(request.addresses.size()) +
@@ -230,7 +231,7 @@ void RunPingLine(const std::wstring& line, kit::Report& report) {
 
 /// Tells whoever waits for this helper that it has ended its work, whatever came of it.
 void SignalDone() {
-  const std::wstring name = kit::Environment(L"KIT_HELPER_DONE_EVENT").value_or(L"");
+  const std::wstring name = kit::EnvironmentText(L"KIT_HELPER_DONE_EVENT");
   if (name.empty()) return;
   const HANDLE event = OpenEventW(EVENT_MODIFY_STATE, FALSE, name.c_str());
   if (event == nullptr) return;
@@ -246,13 +247,13 @@ int Run() {
   }
   if (line.empty()) throw kit::UsageError("a line of parameters is missing");
   kit::Report report;
-  if (const auto path = kit::Environment(L"KIT_HELPER_LOG"); path && !path->empty()) {
-    report.OpenFile(*path);
+  if (const auto path = kit::EnvironmentText(L"KIT_HELPER_LOG"); !path.empty()) {
+    report.OpenFile(path);
   }
   int exitCode = kit::kSuccess;
   try {
-    if (const auto path = kit::Environment(L"KIT_HELPER_RECORD"); path && !path->empty()) {
-      AppendLine(*path, line);
+    if (const auto path = kit::EnvironmentText(L"KIT_HELPER_RECORD"); !path.empty()) {
+      AppendLine(path, line);
     }
     if (kit::IsPingLine(line)) {
       RunPingLine(line, report);

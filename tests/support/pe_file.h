@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tests/support/import_redirector.h"
@@ -28,12 +29,19 @@ class PeFile {
   explicit PeFile(const std::wstring& path);
 
   WORD Machine() const { return Headers().FileHeader.Machine; }
+  /// Whether the system may move it to a random address: without relocations the flag is a wish.
+  bool HasRelocations() const {
+    return (Headers().FileHeader.Characteristics & IMAGE_FILE_RELOCS_STRIPPED) == 0;
+  }
   WORD DllCharacteristics() const { return Headers().OptionalHeader.DllCharacteristics; }
   std::size_t FileSize() const { return bytes.size(); }
   std::vector<Section> Sections() const;
   /// In the order of the file, which is that of the names.
   std::vector<Export> Exports() const;
   std::vector<Import> Imports() const;
+  bool Holds(std::string_view text) const {
+    return std::string_view(bytes.data(), bytes.size()).find(text) != std::string_view::npos;
+  }
   /// The bytes at a relative address, as far as the file holds them.
   std::string BytesAt(DWORD address, std::size_t count) const;
 

@@ -26,19 +26,22 @@ TEST(KitGame, ExplainsItself) {
 }
 
 TEST(KitGame, NamesWrongOptions) {
-  KitProgram unknown(kGame, L"--pip x");
+  KitProgram unknown(kGame, L"--pipe p --pip x");
   EXPECT_EQ(unknown.ExitCode(), 2U);
-  EXPECT_EQ(unknown.Output(), "demo_game: unknown option '--pip'\nTry: demo_game --help\n");
+  EXPECT_EQ(
+      unknown.Output(),
+      "demo_game: The following arguments were not expected: x --pip\nTry: demo_game --help\n");
   KitProgram noValue(kGame, L"--pipe");
   EXPECT_EQ(noValue.ExitCode(), 2U);
-  EXPECT_EQ(noValue.Output(), "demo_game: option --pipe needs a value\nTry: demo_game --help\n");
+  EXPECT_EQ(noValue.Output(),
+            "demo_game: --pipe: 1 required NAME missing\nTry: demo_game --help\n");
   KitProgram noPipe(kGame, std::wstring());
   EXPECT_EQ(noPipe.ExitCode(), 2U);
-  EXPECT_EQ(noPipe.Output(), "demo_game: option --pipe is missing\nTry: demo_game --help\n");
+  EXPECT_EQ(noPipe.Output(), "demo_game: --pipe is required\nTry: demo_game --help\n");
   KitProgram noNumber(kGame, L"--pipe p --instances 255");
   EXPECT_EQ(noNumber.ExitCode(), 2U);
   EXPECT_EQ(noNumber.Output(),
-            "demo_game: option --instances takes a number from 1 to 254, not '255'\n"
+            "demo_game: --instances: Value 255 not in range 1 to 254\n"
             "Try: demo_game --help\n");
 }
 

@@ -80,12 +80,12 @@ TEST(KitServer, NamesWrongOptions) {
   KitProgram teams(kServer, L"--teams 129");
   EXPECT_EQ(teams.ExitCode(), 2U);
   EXPECT_EQ(teams.Output(),
-            "demo_server: option --teams takes a number from 0 to 128, not '129'\n"
+            "demo_server: --teams: Value 129 not in range 0 to 128\n"
             "Try: demo_server --help\n");
   KitProgram step(kServer, L"--silent-at never");
   EXPECT_EQ(step.ExitCode(), 2U);
   EXPECT_EQ(step.Output(),
-            "demo_server: option --silent-at takes challenge or query, not 'never'\n"
+            "demo_server: --silent-at: never not in {challenge,query}\n"
             "Try: demo_server --help\n");
   KitProgram section(kServer, L"--section 123");
   EXPECT_EQ(section.ExitCode(), 2U);
