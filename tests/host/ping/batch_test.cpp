@@ -8,6 +8,7 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/support/allocation_tracker.h"
@@ -91,9 +92,9 @@ TEST(PingBatch, ThrowsWhenMemoryRunsOutAndStartsNothing) {
 
 TEST(PingBatch, AddressesAreNeitherCheckedNorEscaped) {
   DllHost host;
-  const PingHelper helper(host.Module(), PingReply({1, 2, 3}));
-  const wchar_t* const addresses[] = {L"\"a\\b\"\n", L"", L"\u00e4\u20ac\U0001F600"};
-  host->PingBatch(L"\"id\"", addresses, 3);
+  const PingHelper helper(host.Module(), PingReply({1, 2, 3, 4}));
+  const wchar_t* const addresses[] = {L"\"a\\b\"\n", L"", L"c|d", L"\u00e4\u20ac\U0001F600"};
+  host->PingBatch(L"\"id\"", addresses, 4);
   const std::optional<Event> event = host.WaitForEvent(L"PingBatchResult");
   host->WaitForThreads();
   ASSERT_TRUE(event);
@@ -102,10 +103,11 @@ TEST(PingBatch, AddressesAreNeitherCheckedNorEscaped) {
             L"[\n"
             L"\t{\n\t\t\"ipAddress\": \"\"a\\b\"\n\",\n\t\t\"roundTripMSEC\": 1\n\t},\n"
             L"\t{\n\t\t\"ipAddress\": \"\",\n\t\t\"roundTripMSEC\": 2\n\t},\n"
-            L"\t{\n\t\t\"ipAddress\": \"\u00e4\u20ac\U0001F600\",\n\t\t\"roundTripMSEC\": 3\n\t}\n"
+            L"\t{\n\t\t\"ipAddress\": \"c|d\",\n\t\t\"roundTripMSEC\": 3\n\t},\n"
+            L"\t{\n\t\t\"ipAddress\": \"\u00e4\u20ac\U0001F600\",\n\t\t\"roundTripMSEC\": 4\n\t}\n"
             L"]\n");
   const std::wstring request = helper.Starts().at(0).request;
-  EXPECT_TRUE(request.ends_with(L"}|\"a\\b\"\n||\u00e4\u20ac\U0001F600|")) << Narrow(request);
+  EXPECT_TRUE(request.ends_with(L"}|\"a\\b\"\n||c|d|\u00e4\u20ac\U0001F600|")) << Narrow(request);
 }
 
 TEST(PingBatch, ArgumentsAreCopied) {
@@ -158,35 +160,18 @@ TEST(PingBatch, LogLines) {
             "AppLauncher::PingThreadWrap: Ping took 317 msec\n");
 }
 
-TEST(PingBatch, LogLinesOfAnEmptyBatch) {
-  DllHost host;
-  const PingHelper helper(host.Module(), PingReply({}));
-  IMPORT_HOOK(GetTickCount) counter(host.Module());
-  counter.SetReplacement([] { return DWORD{77}; });
-  EXPECT_EQ(LogOfBatch(host, {}),
-            "AppLauncher::PingBatch: Starting new batch\n"
-            "AppLauncher::PingThreadWrap: Calling ping thread\n"
-            "AppLauncher::PingThreadWrap: JSON:\n[\n]\n\n\n"
-            "AppLauncher::PingThreadWrap: Ping took 0 msec\n");
-}
-
-/// The last line of the log of a batch that begins and ends at these counts.
-std::string DurationLine(DWORD begin, DWORD end) {
-  DllHost host;
-  const PingHelper helper(host.Module(), PingReply({}));
-  IMPORT_HOOK(GetTickCount) counter(host.Module());
-  counter.SetReplacement([&] { return counter.CallCount() == 1 ? begin : end; });
-  const std::vector<std::string> lines = Lines(LogOfBatch(host, {}));
-  EXPECT_EQ(counter.CallCount(), 2U);
-  return lines.empty() ? "<none>" : lines.back();
-}
-
-TEST(PingBatch, DurationIsRightWhenTheTickCounterWraps) {
-  EXPECT_EQ(DurationLine(0xFFFFFFF0, 0x00000010), "AppLauncher::PingThreadWrap: Ping took 32 msec");
-}
-
-TEST(PingBatch, DurationIsUnsigned) {
-  EXPECT_EQ(DurationLine(1, 0x90000001), "AppLauncher::PingThreadWrap: Ping took 2415919104 msec");
+TEST(PingBatch, DurationIsUnsignedAndRightWhenTheTickCounterWraps) {
+  for (const auto& [begin, end, shown] :
+       {std::tuple(0xFFFFFFF0U, 0x00000010U, "32"), std::tuple(1U, 0x90000001U, "2415919104")}) {
+    DllHost host;
+    const PingHelper helper(host.Module(), PingReply({}));
+    IMPORT_HOOK(GetTickCount) counter(host.Module());
+    counter.SetReplacement(
+        [&, first = begin, last = end] { return DWORD{counter.CallCount() == 1 ? first : last}; });
+    EXPECT_EQ(Lines(LogOfBatch(host, {})).back(),
+              "AppLauncher::PingThreadWrap: Ping took " + std::string(shown) + " msec");
+    EXPECT_EQ(counter.CallCount(), 2U);
+  }
 }
 
 TEST(PingBatch, DurationSpansTheWholeThread) {

@@ -287,34 +287,42 @@ TEST(PingExchange, NumbersAreLittleEndianAndInTheOrderOfTheAddresses) {
             L"]\n");
 }
 
-/// `count` addresses "0", "1", ... against a reply in which the i-th number is 1000 + i. The first
-/// `timed` records must have their number, the others 0.
-void ExpectTimes(unsigned int count, unsigned int timed) {
-  DllHost host;
-  std::vector<std::uint32_t> times;
-  for (std::uint32_t i = 0; i < 256; ++i) times.push_back(1000 + i);
-  const PingHelper helper(host.Module(), PingReply(times));
-  std::vector<std::wstring> texts;
-  for (unsigned int i = 0; i < count; ++i) texts.push_back(std::to_wstring(i));
-  std::vector<const wchar_t*> addresses;
-  for (const std::wstring& text : texts) addresses.push_back(text.c_str());
-  host->PingBatch(L"batch", addresses.data(), count);
-  const std::optional<Event> event = host.WaitForEvent(L"PingBatchResult");
-  ASSERT_TRUE(event);
-  std::wstring expected = L"[\n";
-  for (unsigned int i = 0; i < count; ++i) {
-    expected += L"\t{\n\t\t\"ipAddress\": \"" + texts[i] + L"\",\n\t\t\"roundTripMSEC\": " +
-                (i < timed ? std::to_wstring(1000 + i) : L"0") + L"\n" +
-                (i + 1 < count ? L"\t},\n" : L"\t}\n");
+// The first 256 addresses get a time. The request names them all, and nothing limits its length, that
+// of the text or that of its line in the log.
+TEST(PingExchange, MoreAddressesThanNumbers) {
+  for (const unsigned int count : {1U, 256U, 257U, 1100U}) {
+    SCOPED_TRACE(count);
+    DllHost host;
+    std::vector<std::uint32_t> times;
+    for (std::uint32_t i = 0; i < 256; ++i) times.push_back(1000 + i);
+    const FixedGuid guid(host.Module());
+    const PingHelper helper(host.Module(), PingReply(times));
+    std::vector<std::wstring> texts;
+    std::vector<const wchar_t*> addresses;
+    std::wstring request = L"ICMP|500|\\\\.\\pipe\\{0A2B4C6D-1E2F-3A4B-8C9D-0123456789EF}|";
+    std::wstring json = L"[\n";
+    for (unsigned int i = 0; i < count; ++i) {
+      texts.push_back(L"a server far away, number " + std::to_wstring(i));
+      request += texts.back() + L"|";
+      json += L"\t{\n\t\t\"ipAddress\": \"" + texts.back() + L"\",\n\t\t\"roundTripMSEC\": " +
+              (i < 256 ? std::to_wstring(1000 + i) : L"0") + L"\n" +
+              (i + 1 < count ? L"\t},\n" : L"\t}\n");
+    }
+    json += L"]\n";
+    for (const std::wstring& text : texts) addresses.push_back(text.c_str());
+    StreamCapture log;
+    host->PingBatch(L"batch", addresses.data(), count);
+    const std::optional<Event> event = host.WaitForEvent(L"PingBatchResult");
+    host->WaitForThreads();
+    log.Stop();
+    ASSERT_TRUE(event);
+    EXPECT_TRUE(event->arg[1] == json);
+    ASSERT_THAT(helper.Starts(), SizeIs(1));
+    EXPECT_TRUE(helper.Starts()[0].request == request);
+    EXPECT_EQ(CountOf(log.Text(), "AppLauncher::PingThreadWrap: JSON:\n" + Narrow(json) + "\n\n"),
+              1U);
   }
-  EXPECT_EQ(event->arg[1], expected + L"]\n");
 }
-
-TEST(PingExchange, NoAddress) { ExpectTimes(0, 0); }
-TEST(PingExchange, OneAddress) { ExpectTimes(1, 1); }
-TEST(PingExchange, AsManyAddressesAsNumbers) { ExpectTimes(256, 256); }
-TEST(PingExchange, OneAddressMoreThanNumbers) { ExpectTimes(257, 256); }
-TEST(PingExchange, ThreeHundredAddresses) { ExpectTimes(300, 256); }
 
 /// A batch whose helper writes these messages, all of which the library must refuse.
 void ExpectRefusal(const std::vector<std::string>& messages) {
