@@ -51,7 +51,7 @@ bool IsOpen(FILE* stream) {
 
 void Write(FILE* stream, const char* text, std::size_t size) {
   _lock_file(stream);
-  if (IsOpen(stream)) fwrite(text, 1, size, stream);
+  if (IsOpen(stream)) static_cast<void>(fwrite(text, 1, size, stream));
   _unlock_file(stream);
 }
 
@@ -125,6 +125,7 @@ char* AppendPlain(const T* text, char* cursor, const char* end) {
 // Nearly all lines are short and ASCII with no conversion but "%s". Those are put together here, in
 // a fraction of the run-time's time. False for any other line, of which nothing is written.
 template <typename T>
+// NOLINTNEXTLINE(readability-non-const-parameter): va_arg moves it on.
 bool WritePlain(FILE* stream, const T* format, va_list arguments) {
   char line[kShortLine];
   char* cursor = line;
