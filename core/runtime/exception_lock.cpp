@@ -12,12 +12,12 @@ static_assert(sizeof(pthread_mutex_t) == sizeof(SRWLOCK));
 
 extern "C" {
 
-int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t*) {
+int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* /*attributes*/) {
   InitializeSRWLock(reinterpret_cast<SRWLOCK*>(mutex));
   return 0;
 }
 
-int pthread_mutex_destroy(pthread_mutex_t*) { return 0; }
+int pthread_mutex_destroy(pthread_mutex_t* /*mutex*/) { return 0; }
 
 int pthread_mutex_lock(pthread_mutex_t* mutex) {
   AcquireSRWLockExclusive(reinterpret_cast<SRWLOCK*>(mutex));

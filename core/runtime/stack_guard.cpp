@@ -8,7 +8,7 @@
 
 #if defined(__MINGW32__)
 
-// The names are the compiler's.
+// NOLINTBEGIN(bugprone-reserved-identifier): the names are the compiler's.
 extern "C" {
 
 std::uintptr_t __stack_chk_guard = 0;
@@ -42,5 +42,6 @@ __attribute__((noreturn)) void __chk_fail();
 void __chk_fail() { EndProcess(FAST_FAIL_RANGE_CHECK_FAILURE); }
 
 }  // extern "C"
+// NOLINTEND(bugprone-reserved-identifier)
 
 #endif

@@ -13,7 +13,7 @@
 #include <cxxabi.h>
 
 namespace __gnu_cxx {
-void __freeres();
+void __freeres();  // NOLINT(bugprone-reserved-identifier): the run-time's.
 }
 
 // The run-time's name for the record, and what it holds.
