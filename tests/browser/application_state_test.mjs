@@ -88,6 +88,17 @@ const CASES = [
     'BRENNA-GAME',
     'running',
   ],
+  [
+    'has ended under another process name',
+    {
+      before: ONE,
+      reports: [['BRENNA-CTE-GAME', 'READY'], ['BRENNA-CTE-GAME', 'GAMEISGONE']],
+      lookups: ONE,
+    },
+    'BRENNA-GAME',
+    'ended',
+  ],
+  ['has ended without a report', {before: ONE_RUNS, lookups: ONE}, 'BRENNA-GAME', 'ended'],
   ['is the store client', {lookups: {'OSTREL-APP': [true, false]}}, 'OSTREL-APP', 'present'],
 ];
 
@@ -102,6 +113,21 @@ test('what runs is not launched again, and only that is ended', () => {
   assert.deepEqual([starting.canLaunch, starting.canEnd], [false, false]);
   const idle = after({lookups: ONE}).of('BRENNA-GAME');
   assert.deepEqual([idle.canLaunch, idle.canEnd], [true, false]);
+});
+
+test('it is looked up again while it can change without a report', () => {
+  const canChange = (facts) => {
+    const {states} = after(facts);
+    return states.canChangeUnreported(facts.now ?? NOW);
+  };
+  const gone = [['BRENNA-CTE-GAME', 'READY'], ['BRENNA-CTE-GAME', 'GAMEISGONE']];
+  const starting = [['BRENNA-GAME', 'PENDING']];
+  assert.ok(canChange({reports: starting, lookups: ONE}), 'starting');
+  assert.ok(!canChange({reports: starting, lookups: ONE, now: NOW + START_LIMIT_MS}), 'failed');
+  assert.ok(canChange({lookups: ONE_RUNS}), 'running without a pipe');
+  assert.ok(!canChange({reports: gone.slice(0, 1), lookups: ONE_RUNS}), 'ready');
+  assert.ok(canChange({reports: gone, lookups: ONE_RUNS}), 'the process outlives the pipe');
+  assert.ok(!canChange({before: ONE_RUNS, reports: gone, lookups: ONE}), 'ended');
 });
 
 test('an event is told under the edition that is meant', () => {

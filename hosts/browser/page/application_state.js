@@ -36,9 +36,9 @@ export class ApplicationStates {
       return;
     }
     for (const sharer of this.#sharers(appId)) {
-      const wasSeen = this.#starting.has(sharer) || this.#applications.get(sharer)?.running;
+      const wasUp = ['starting', 'running', 'ready'].includes(this.#stateOf(sharer, now));
       this.#starting.delete(sharer);
-      if (state === 'GAMEISGONE' && wasSeen) this.#ended.add(sharer);
+      if (state === 'GAMEISGONE' && wasUp) this.#ended.add(sharer);
     }
     if (state === 'READY') this.#connected.add(pipe);
     if (state === 'GAMEISGONE') this.#connected.delete(pipe);
@@ -46,10 +46,14 @@ export class ApplicationStates {
 
   /** What `isInstalled` and `isRunning` answered. */
   lookedUp(application) {
-    this.#applications.set(application.appId, application);
-    if (!application.running) return;
-    this.#starting.delete(application.appId);
-    this.#ended.delete(application.appId);
+    const {appId, running} = application;
+    if (running) {
+      this.#starting.delete(appId);
+      this.#ended.delete(appId);
+    } else if (this.#isRunning(appId)) {
+      this.#ended.add(appId);
+    }
+    this.#applications.set(appId, application);
   }
 
   /** {state, text, canLaunch, canEnd, sharesWith} */
@@ -72,8 +76,14 @@ export class ApplicationStates {
     return meant.length > 0 ? meant.join(' or ') : appId;
   }
 
-  isStarting(now) {
-    return [...this.#starting.values()].some((since) => now - since < START_LIMIT_MS);
+  /**
+   * Whether an application can change without a report: a start that fails, a game without a
+   * connected pipe, and one whose process outlives its pipe for a moment report nothing.
+   */
+  canChangeUnreported(now) {
+    return [...this.#applications.keys()].some((appId) =>
+      ['starting', 'running'].includes(this.#stateOf(appId, now)),
+    );
   }
 
   #stateOf(appId, now) {

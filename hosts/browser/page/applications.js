@@ -49,8 +49,7 @@ export class Applications {
     } catch (error) {
       this.#log('Refresh', explain(error), true);
     }
-    // A game without a pipe, or one that fails to start, reports nothing.
-    if (this.#states.isStarting(Date.now())) {
+    if (this.#states.canChangeUnreported(Date.now())) {
       this.#timer = setTimeout(() => this.refresh(), LOOK_AGAIN_MS);
     }
   }
