@@ -347,10 +347,22 @@ class PingLines : public ResultLines<std::vector<PingTime>> {
   }
 };
 
+// Member by member, without a search for the name: a response can hold thousands of players, and a
+// list in braces would make a list of pairs first.
 Json ToJson(const Player& player) {
-  return {{"playerId", player.playerId}, {"name", player.name},   {"tag", player.tag},
-          {"rank", player.rank},         {"score", player.score}, {"kills", player.kills},
-          {"deaths", player.deaths},     {"squad", player.squad}, {"role", player.role}};
+  constexpr std::size_t kMembers = 9;
+  Json::object_t json;
+  json.reserve(kMembers);
+  json.emplace_back("playerId", player.playerId);
+  json.emplace_back("name", player.name);
+  json.emplace_back("tag", player.tag);
+  json.emplace_back("rank", player.rank);
+  json.emplace_back("score", player.score);
+  json.emplace_back("kills", player.kills);
+  json.emplace_back("deaths", player.deaths);
+  json.emplace_back("squad", player.squad);
+  json.emplace_back("role", player.role);
+  return json;
 }
 
 }  // namespace
