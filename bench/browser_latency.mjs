@@ -1,184 +1,98 @@
 // node bench/browser_latency.mjs
 //
-// The browser host's figures, one row of JSON a line, as bench/report.py takes them (and appended to
-// the file that BENCH_ROWS names):
+// How long one call of a web page takes, from a page in headless Chromium by way of the extension and
+// the native program under Wine. Each round measures, one after the other:
 //
-// * how long one call of a web page takes: 1,000 echoes one after the other, from a page in headless
-//   Chromium by way of the extension and the native program under Wine, against the same from a
-//   process that speaks to the native program itself;
-// * the processor time that the program spends on a response of the largest size, all included: the
-//   launcher's decoding and text, reading that text, writing the answer;
-// * what the program uses of a core while nothing happens, and its memory.
+// * the program's own echo: a process sends it a message, and has the answer;
+// * an extension's own echo, without a program: a page's message to its service worker and back;
+// * both in one, by an extension that passes messages on and does nothing else: the least that the
+//   browser takes, whatever an extension does;
+// * the call itself, with the page's library and the extension's checks.
 //
 // Run scripts/demo --browser once before: it installs and builds what this needs.
 
-import {spawn} from 'node:child_process';
-import {appendFileSync, mkdirSync, mkdtempSync, readdirSync, readFileSync, writeFileSync} from 'node:fs';
+import {appendFileSync, mkdirSync, mkdtempSync, readFileSync, writeFileSync} from 'node:fs';
 import {join} from 'node:path';
-import {setTimeout} from 'node:timers/promises';
 
+import {extensionId} from '../hosts/browser/make_installation.mjs';
 import {Browser} from '../hosts/browser/stage/browser.mjs';
 import {servePages} from '../hosts/browser/stage/page_server.mjs';
-import {Program} from '../hosts/browser/stage/processes.mjs';
-import {ROOT, Stage, windowsPath} from '../hosts/browser/stage/stage.mjs';
+import {ROOT, Stage} from '../hosts/browser/stage/stage.mjs';
+import {NativeConnection} from './browser/native_connection.mjs';
+import {median, report} from './browser/rows.mjs';
 
-const ROUND_TRIPS = 1000;
-const QUERIES = 21;
-const SETTLE_MS = 12_000; // the program looks for games more often for 10 seconds after a request
-const IDLE_MS = 20_000;
-const TICKS_PER_SECOND = 100;
+const ROUNDS = 15;
+const ROUND_TRIPS = 100; // in a round
+const PLAIN_EXTENSION = join(ROOT, 'bench/browser/plain_extension');
+const PLAIN_NAME = 'launcher.plain';
 const NANOSECONDS = 1e6; // in a millisecond
 
-function median(values) {
-  return [...values].sort((a, b) => a - b)[Math.floor(values.length / 2)];
+/** Lets the extension without checks start the program, too. Returns its id. */
+function installPlainExtension(stage, {program, originList}) {
+  const {key} = JSON.parse(readFileSync(join(PLAIN_EXTENSION, 'manifest.json'), 'utf8'));
+  const id = extensionId(key);
+  appendFileSync(originList, `chrome-extension://${id}\n`);
+  const manifest = {
+    name: PLAIN_NAME,
+    description: 'The native program, for measurements',
+    path: program,
+    type: 'stdio',
+    allowed_origins: [`chrome-extension://${id}/`],
+  };
+  writeFileSync(
+    join(stage.profile, 'NativeMessagingHosts', `${PLAIN_NAME}.json`), JSON.stringify(manifest),
+  );
+  return id;
 }
 
-function report(row) {
-  const line = JSON.stringify({
-    platform: 'Wine', against: '', atLeast: false, baseline: 0, subject: 0, ...row,
-  });
-  console.log(line);
-  if (process.env.BENCH_ROWS) appendFileSync(process.env.BENCH_ROWS, `${line}\n`);
+/** Opens all ways of the page to measure: functions of the page that take a number there and back. */
+function openWays(browser, plainId) {
+  return browser.run(async (plainId) => {
+    const {connectLauncher} = await import('/launcher.js');
+    const launcher = await connectLauncher();
+    const plainWay = (name) => {
+      const port = chrome.runtime.connect(plainId, {name});
+      return (message) =>
+        new Promise((resolve) => {
+          const listener = (answer) => {
+            port.onMessage.removeListener(listener);
+            resolve(answer);
+          };
+          port.onMessage.addListener(listener);
+          port.postMessage(message);
+        });
+    };
+    const extension = plainWay('echo');
+    const program = plainWay('program');
+    const hello = {origin: location.origin, protocol: 1};
+    await program({id: 0, method: 'hello', params: hello});
+    globalThis.ways = {
+      call: (i) => launcher.echo(i),
+      extension: (i) => extension({id: i, method: 'echo', params: {value: i}}),
+      program: (i) => program({id: i, method: 'echo', params: {value: i}}),
+    };
+  }, plainId);
 }
 
-/** The native program, spoken to as the browser does. */
-class DirectConnection {
-  #received = Buffer.alloc(0);
-  #waiting = new Map(); // id of a request, or "event" -> resolve
-
-  constructor(program, extensionId) {
-    this.process = spawn(program, [`chrome-extension://${extensionId}/`], {
-      stdio: ['pipe', 'pipe', 'inherit'],
-    });
-    this.process.stdout.on('data', (bytes) => {
-      this.#received = Buffer.concat([this.#received, bytes]);
-      this.#deliver();
-    });
-  }
-
-  call(message) {
-    const text = Buffer.from(JSON.stringify(message));
-    const length = Buffer.alloc(4);
-    length.writeUInt32LE(text.length);
-    this.process.stdin.write(Buffer.concat([length, text]));
-    return this.#next(message.id);
-  }
-
-  /** The next event. */
-  event() {
-    return this.#next('event');
-  }
-
-  #next(key) {
-    return new Promise((resolve) => this.#waiting.set(key, resolve));
-  }
-
-  end() {
-    this.process.stdin.end();
-    return new Promise((resolve) => this.process.on('exit', resolve));
-  }
-
-  #deliver() {
-    while (this.#received.length >= 4) {
-      const end = 4 + this.#received.readUInt32LE();
-      if (this.#received.length < end) return;
-      const message = JSON.parse(this.#received.subarray(4, end));
-      this.#received = this.#received.subarray(end);
-      this.#waiting.get(message.event ? 'event' : message.id)?.(message);
-    }
-  }
-}
-
-async function connectDirectly({program, id}, origin) {
-  const connection = new DirectConnection(program, id);
-  await connection.call({id: 0, method: 'hello', params: {origin, protocol: 1}});
-  return connection;
+/** Milliseconds for one round trip. The page's clock is too coarse to time them one by one. */
+function measureInPage(browser, way) {
+  return browser.run(
+    async (way, count) => {
+      const start = performance.now();
+      for (let i = 1; i <= count; ++i) await globalThis.ways[way](i);
+      return (performance.now() - start) / count;
+    },
+    way,
+    ROUND_TRIPS,
+  );
 }
 
 async function measureDirectly(connection) {
-  const times = [];
+  const start = performance.now();
   for (let i = 1; i <= ROUND_TRIPS; ++i) {
-    const start = performance.now();
     await connection.call({id: i, method: 'echo', params: {value: i}});
-    times.push(performance.now() - start);
   }
-  return times;
-}
-
-function measureInPage(browser) {
-  return browser.run(async (count) => {
-    const {connectLauncher} = await import('/launcher.js');
-    const launcher = await connectLauncher();
-    const times = [];
-    for (let i = 1; i <= count; ++i) {
-      const start = performance.now();
-      await launcher.echo(i);
-      times.push(performance.now() - start);
-    }
-    launcher.close();
-    return times;
-  }, ROUND_TRIPS);
-}
-
-/** 13 teams of 250 players without names: 65,044 bytes. */
-function largestResponse() {
-  const teams = 13;
-  const players = 250;
-  const player = Buffer.alloc(20); // id, two empty texts, rank, score, kills; version 7 has 20 bytes
-  const head = Buffer.concat([
-    Buffer.from([7, 1]),
-    Buffer.alloc(8),
-    Buffer.from([0, 0, 0, 0, 64, 0, teams - 1]), // mode, variant, section, map, places, waiting
-    Buffer.alloc(teams, players),
-    Buffer.alloc(teams - 1),
-  ]);
-  return Buffer.concat([head, ...Array.from({length: teams * players}, () => player)]);
-}
-
-/** The processor time of one query, in milliseconds. Other programs on the machine hardly change it. */
-async function measureQueries(connection, stage, pid, ...options) {
-  const server = new Program(join(ROOT, 'scripts/run-wine'), [
-    join(stage.programs, 'demo_server.exe'), ...options,
-  ]);
-  try {
-    const [, port] = await server.waitForLine(/listening on 127\.0\.0\.1:(\d+)/);
-    const before = ticksOf(pid);
-    for (let i = 0; i < QUERIES; ++i) {
-      const params = {requestId: `q${i}`, gameId: '1', address: '127.0.0.1', port: Number(port)};
-      const event = connection.event();
-      await connection.call({id: 10_000 + i, method: 'queryServer', params});
-      const message = await event;
-      if (message.event.result?.status !== 'SUCCESS') throw new Error(JSON.stringify(message));
-    }
-    return ((ticksOf(pid) - before) * 1000) / TICKS_PER_SECOND / QUERIES;
-  } finally {
-    await server.end();
-  }
-}
-
-/** The process of the native program, found by the list of origins that it was started with. */
-function findProgram(work) {
-  for (const pid of readdirSync('/proc').filter((name) => /^\d+$/.test(name))) {
-    try {
-      const words = readFileSync(`/proc/${pid}/cmdline`, 'utf8');
-      if (words.includes('browser_host.exe') && words.includes(windowsPath(work))) {
-        if (/^(?!.*(bash|setarch))/.test(words.split('\0')[0])) return pid;
-      }
-    } catch {
-      // It has ended meanwhile.
-    }
-  }
-  throw new Error('the native program was not found');
-}
-
-function ticksOf(pid) {
-  const fields = readFileSync(`/proc/${pid}/stat`, 'utf8').replace(/^.*\) /, '').split(' ');
-  return Number(fields[11]) + Number(fields[12]); // user and system time
-}
-
-function mebibytesOf(pid) {
-  const [, kib] = readFileSync(`/proc/${pid}/smaps_rollup`, 'utf8').match(/^Pss:\s+(\d+)/m);
-  return Number(kib) / 1024;
+  return (performance.now() - start) / ROUND_TRIPS;
 }
 
 mkdirSync(join(ROOT, 'build'), {recursive: true});
@@ -191,45 +105,42 @@ const page = await servePages({
   extraPages: {'/empty.html': '<!doctype html><title>empty</title>'},
 });
 const installation = stage.install({origins: [page.origin]});
+const plainId = installPlainExtension(stage, installation);
 let browser;
 try {
-  const connection = await connectDirectly(installation, page.origin);
-  const echo = median(await measureDirectly(connection));
-
-  const answer = join(stage.work, 'largest');
-  writeFileSync(answer, largestResponse());
-  const pid = findProgram(stage.work);
-  const largest = await measureQueries(
-    connection, stage, pid, '--answer-file', windowsPath(answer),
-  );
-  report({
-    name: "largest response of a game server, the program's processor time", goal: 50, unit: 'ms',
-    value: largest,
-  });
-
-  await setTimeout(SETTLE_MS);
-  const before = ticksOf(pid);
-  await setTimeout(IDLE_MS);
-  const seconds = (ticksOf(pid) - before) / TICKS_PER_SECOND;
-  report({
-    name: 'browser host, idle', goal: 0.2, unit: '% of a core',
-    value: (100 * seconds) / (IDLE_MS / 1000),
-  });
-  report({name: 'memory of one connection', goal: 0, unit: 'MiB', value: mebibytesOf(pid)});
-  await connection.end();
-
+  const connection = await NativeConnection.open(installation, page.origin);
   browser = await Browser.start({
     profile: stage.profile,
-    extension: installation.extension,
+    extension: `${installation.extension},${PLAIN_EXTENSION}`,
     headless: true,
   });
   await browser.allow(installation, page.origin);
   await browser.open(`${page.origin}/empty.html`);
-  const call = median(await measureInPage(browser));
-  report({
-    name: "a web page's call", against: "the program's own echo", goal: 3, unit: 'ratio',
-    value: call / echo, subject: call * NANOSECONDS, baseline: echo * NANOSECONDS,
-  });
+  await openWays(browser, plainId);
+
+  const rounds = [];
+  for (let i = 0; i < ROUNDS; ++i) {
+    rounds.push({
+      program: await measureDirectly(connection),
+      extension: await measureInPage(browser, 'extension'),
+      plain: await measureInPage(browser, 'program'),
+      call: await measureInPage(browser, 'call'),
+    });
+  }
+  const compare = (row, baseline) => {
+    const of = (pick) => median(rounds.map(pick));
+    report({
+      name: "a web page's call", unit: 'ratio', value: of((round) => round.call / baseline(round)),
+      subject: of(({call}) => call) * NANOSECONDS, baseline: of(baseline) * NANOSECONDS, ...row,
+    });
+  };
+  compare(
+    {against: "the program's own echo and an extension's own echo", goal: 3},
+    ({program, extension}) => program + extension,
+  );
+  compare({against: 'the same by an extension without checks', goal: 1.2}, ({plain}) => plain);
+  compare({name: "a web page's call, in echoes of the program", goal: 0}, ({program}) => program);
+  await connection.end();
 } finally {
   await browser?.end();
   page.close();
