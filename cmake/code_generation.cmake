@@ -72,6 +72,8 @@ endfunction()
 function(launcher_deliver program description)
   # At -O3 GCC 12 sees buffers overflow that do not.
   launcher_harden(${program} -O2)
+  # The compiler's own loads a cryptographic provider at each start.
+  target_sources(${program} PRIVATE "${PROJECT_SOURCE_DIR}/core/runtime/stack_guard.cpp")
   get_target_property(program_name ${program} OUTPUT_NAME)
   if(NOT program_name)
     set(program_name ${program})

@@ -44,6 +44,12 @@ StandardStreams::StandardStreams(const std::wstring& diagnosticsPath)
   const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(diagnostics), _O_APPEND);
   _dup2(descriptor, _fileno(stdout));
   _dup2(descriptor, _fileno(stderr));
+  if (diagnosticsPath.empty()) {
+    // Nobody reads them, so they need not be written one by one.
+    constexpr std::size_t kBufferSize = 65536;
+    std::setvbuf(stdout, nullptr, _IOFBF, kBufferSize);
+    std::setvbuf(stderr, nullptr, _IOFBF, kBufferSize);
+  }
   SetStdHandle(STD_OUTPUT_HANDLE, diagnostics);
   SetStdHandle(STD_ERROR_HANDLE, diagnostics);
 }
