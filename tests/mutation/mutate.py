@@ -78,10 +78,11 @@ class Build:
         folder = self.folder
         self.commands = {}  # object -> words of the command that compiles it
         for entry in json.loads((folder / "compile_commands.json").read_text()):
+            if not entry["file"].endswith(".cpp"):
+                continue  # Resources are compiled by another program, with other options.
             command = shlex.split(entry["command"])
             name = command[command.index("-o") + 1]
-            if entry["file"].endswith(".cpp") and \
-                    re.search(rf"launcher_objects\.dir|launcher\.dir|{program}\.dir", name):
+            if re.search(rf"launcher_objects\.dir|launcher\.dir|{program}\.dir", name):
                 self.commands[name] = command
         self.needs = {}  # object -> files that it is made of
         for line in self.ninja("deps"):
