@@ -190,6 +190,9 @@ TEST_F(PipeGame, MayWriteALotAtOnce) {
   EXPECT_EQ(std::vector<Event>(events.begin() + 1, events.end() - 1),
             std::vector<Event>(1000, kXEvent));
   EXPECT_EQ(events.back(), longEvent);
+  EXPECT_EQ(
+      CountOf(log.Text(), "GenericPellmarCommand::execute: args " + std::string(60000, 'm') + "\n"),
+      2U);
 }
 
 // Were any call to wait for the game, this test would never end.

@@ -24,49 +24,6 @@ namespace {
 using testing::ElementsAre;
 using testing::SizeIs;
 
-Event ResultEvent(const wchar_t* batchId, const wchar_t* json) {
-  return {L"", L"PingBatchResult", {batchId, json}};
-}
-
-/// Everything that is written to standard error from the start of the batch until it has ended.
-std::string LogOfBatch(DllHost& host, const std::vector<const wchar_t*>& addresses) {
-  StreamCapture log;
-  host->PingBatch(L"batch", addresses.data(), addresses.size());
-  host->WaitForThreads();
-  log.Stop();
-  return log.Text();
-}
-
-TEST(PingBatch, ResultIsOneEvent) {
-  DllHost host;
-  const PingHelper helper(host.Module(), PingReply({23, 40}));
-  const wchar_t* const addresses[] = {L"10.0.0.1", L"10.0.0.2"};
-  EXPECT_TRUE(host->PingBatch(L"first batch", addresses, 2));
-  host->WaitForThreads();
-  EXPECT_EQ(host.Notifications().CallCount(), 1);
-  EXPECT_THAT(host.Drain(), ElementsAre(ResultEvent(L"first batch",
-                                                    L"[\n"
-                                                    L"\t{\n"
-                                                    L"\t\t\"ipAddress\": \"10.0.0.1\",\n"
-                                                    L"\t\t\"roundTripMSEC\": 23\n"
-                                                    L"\t},\n"
-                                                    L"\t{\n"
-                                                    L"\t\t\"ipAddress\": \"10.0.0.2\",\n"
-                                                    L"\t\t\"roundTripMSEC\": 40\n"
-                                                    L"\t}\n"
-                                                    L"]\n")));
-}
-
-TEST(PingBatch, EmptyBatchStartsAThreadAndPostsAnEmptyArray) {
-  DllHost host;
-  const PingHelper helper(host.Module(), PingReply({}));
-  IMPORT_HOOK(CreateThread) creates(host.Module());
-  EXPECT_TRUE(host->PingBatch(L"", nullptr, 0));
-  host->WaitForThreads();
-  EXPECT_EQ(creates.CallCount(), 1U);
-  EXPECT_THAT(host.Drain(), ElementsAre(ResultEvent(L"", L"[\n]\n")));
-}
-
 // Every allocation of the call in turn.
 TEST(PingBatch, ThrowsWhenMemoryRunsOutAndStartsNothing) {
   DllHost host;
@@ -110,54 +67,79 @@ TEST(PingBatch, AddressesAreNeitherCheckedNorEscaped) {
   EXPECT_TRUE(request.ends_with(L"}|\"a\\b\"\n||c|d|\u00e4\u20ac\U0001F600|")) << Narrow(request);
 }
 
-TEST(PingBatch, ArgumentsAreCopied) {
+// The helper answers when the host's texts are gone.
+TEST(PingBatch, ResultIsOneEventWithCopiesOfTheHostsTexts) {
   DllHost host;
   const ScopedHandle gate = MakeManualResetEvent();
   const PingHelper helper(host.Module(), [&](const std::wstring& request) {
     EXPECT_TRUE(WaitFor(gate.Get(), kPatienceMs));
-    Reply(request, PingReply({23}));
+    Reply(request, PingReply({23, 40}));
   });
-  wchar_t batchId[] = L"batch";
+  wchar_t batchId[] = L"first batch";
   wchar_t address[] = L"10.0.0.1";
-  const wchar_t* addresses[] = {address};
-  host->PingBatch(batchId, addresses, 1);
+  const wchar_t* addresses[] = {address, L"10.0.0.2"};
+  EXPECT_TRUE(host->PingBatch(batchId, addresses, 2));
   batchId[0] = L'X';
   address[0] = L'X';
   addresses[0] = nullptr;
   SetEvent(gate.Get());
   host->WaitForThreads();
-  EXPECT_THAT(
-      host.Drain(),
-      ElementsAre(ResultEvent(
-          L"batch",
-          L"[\n\t{\n\t\t\"ipAddress\": \"10.0.0.1\",\n\t\t\"roundTripMSEC\": 23\n\t}\n]\n")));
+  EXPECT_EQ(host.Notifications().CallCount(), 1);
+  EXPECT_THAT(host.Drain(), ElementsAre(Event{L"",
+                                              L"PingBatchResult",
+                                              {L"first batch",
+                                               L"[\n"
+                                               L"\t{\n"
+                                               L"\t\t\"ipAddress\": \"10.0.0.1\",\n"
+                                               L"\t\t\"roundTripMSEC\": 23\n"
+                                               L"\t},\n"
+                                               L"\t{\n"
+                                               L"\t\t\"ipAddress\": \"10.0.0.2\",\n"
+                                               L"\t\t\"roundTripMSEC\": 40\n"
+                                               L"\t}\n"
+                                               L"]\n"}}));
 }
 
+// The time spans the whole thread, and the result is posted between its text and the times.
 TEST(PingBatch, LogLines) {
   DllHost host;
   const PingHelper helper(host.Module(), PingReply({23, 0xFFFFFFFF}));
+  const std::string calls =
+      "AppLauncher::PingBatch: Starting new batch\n"
+      "AppLauncher::PingBatch: Creating PingInfo for 10.0.0.1\n"
+      "AppLauncher::PingBatch: Creating PingInfo for \u00e4\u20ac%s\n";
+  const std::string result =
+      "AppLauncher::PingThreadWrap: Calling ping thread\n"
+      "AppLauncher::PingThreadWrap: JSON:\n"
+      "[\n"
+      "\t{\n"
+      "\t\t\"ipAddress\": \"10.0.0.1\",\n"
+      "\t\t\"roundTripMSEC\": 23\n"
+      "\t},\n"
+      "\t{\n"
+      "\t\t\"ipAddress\": \"\u00e4\u20ac%s\",\n"
+      "\t\t\"roundTripMSEC\": 4294967295\n"
+      "\t}\n"
+      "]\n"
+      "\n\n";
+  const std::string times =
+      "AppLauncher::PingThreadWrap: Ping from IP 10.0.0.1 is 23 msec\n"
+      "AppLauncher::PingThreadWrap: Ping from IP \u00e4\u20ac%s is -1 msec\n";
+  StreamCapture log;
+  std::vector<std::string> logs;
   IMPORT_HOOK(GetTickCount) counter(host.Module());
-  counter.SetReplacement([&] { return counter.CallCount() == 1 ? DWORD{5000} : DWORD{5317}; });
-  EXPECT_EQ(LogOfBatch(host, {L"10.0.0.1", L"\u00e4\u20ac%s"}),
-            "AppLauncher::PingBatch: Starting new batch\n"
-            "AppLauncher::PingBatch: Creating PingInfo for 10.0.0.1\n"
-            "AppLauncher::PingBatch: Creating PingInfo for \u00e4\u20ac%s\n"
-            "AppLauncher::PingThreadWrap: Calling ping thread\n"
-            "AppLauncher::PingThreadWrap: JSON:\n"
-            "[\n"
-            "\t{\n"
-            "\t\t\"ipAddress\": \"10.0.0.1\",\n"
-            "\t\t\"roundTripMSEC\": 23\n"
-            "\t},\n"
-            "\t{\n"
-            "\t\t\"ipAddress\": \"\u00e4\u20ac%s\",\n"
-            "\t\t\"roundTripMSEC\": 4294967295\n"
-            "\t}\n"
-            "]\n"
-            "\n\n"
-            "AppLauncher::PingThreadWrap: Ping from IP 10.0.0.1 is 23 msec\n"
-            "AppLauncher::PingThreadWrap: Ping from IP \u00e4\u20ac%s is -1 msec\n"
-            "AppLauncher::PingThreadWrap: Ping took 317 msec\n");
+  counter.SetReplacement([&] {
+    logs.push_back(log.Text());
+    return logs.size() == 1 ? DWORD{5000} : DWORD{5317};
+  });
+  host.Notifications().SetInsideCall([&] { logs.push_back(log.Text()); });
+  const wchar_t* const addresses[] = {L"10.0.0.1", L"\u00e4\u20ac%s"};
+  host->PingBatch(L"batch", addresses, 2);
+  host->WaitForThreads();
+  log.Stop();
+  EXPECT_THAT(logs, ElementsAre(calls, calls + result, calls + result + times));
+  EXPECT_EQ(log.Text(),
+            calls + result + times + "AppLauncher::PingThreadWrap: Ping took 317 msec\n");
 }
 
 TEST(PingBatch, DurationIsUnsignedAndRightWhenTheTickCounterWraps) {
@@ -168,45 +150,17 @@ TEST(PingBatch, DurationIsUnsignedAndRightWhenTheTickCounterWraps) {
     IMPORT_HOOK(GetTickCount) counter(host.Module());
     counter.SetReplacement(
         [&, first = begin, last = end] { return DWORD{counter.CallCount() == 1 ? first : last}; });
-    EXPECT_EQ(Lines(LogOfBatch(host, {})).back(),
+    StreamCapture log;
+    host->PingBatch(L"batch", nullptr, 0);
+    host->WaitForThreads();
+    log.Stop();
+    EXPECT_EQ(Lines(log.Text()).back(),
               "AppLauncher::PingThreadWrap: Ping took " + std::string(shown) + " msec");
     EXPECT_EQ(counter.CallCount(), 2U);
   }
 }
 
-TEST(PingBatch, DurationSpansTheWholeThread) {
-  DllHost host;
-  const PingHelper helper(host.Module(), PingReply({7}));
-  StreamCapture log;
-  std::vector<std::string> logsAtTicks;
-  IMPORT_HOOK(GetTickCount) counter(host.Module());
-  counter.SetReplacement([&] {
-    logsAtTicks.push_back(log.Text());
-    return DWORD{0};
-  });
-  const wchar_t* const addresses[] = {L"10.0.0.1"};
-  host->PingBatch(L"batch", addresses, 1);
-  host->WaitForThreads();
-  log.Stop();
-  ASSERT_THAT(logsAtTicks, SizeIs(2));
-  EXPECT_TRUE(logsAtTicks[0].ends_with("Creating PingInfo for 10.0.0.1\n")) << logsAtTicks[0];
-  EXPECT_TRUE(logsAtTicks[1].ends_with("Ping from IP 10.0.0.1 is 7 msec\n")) << logsAtTicks[1];
-}
-
-TEST(PingBatch, ResultIsPostedBetweenItsTextAndTheTimes) {
-  DllHost host;
-  const PingHelper helper(host.Module(), PingReply({7}));
-  StreamCapture log;
-  std::string logAtNotification;
-  host.Notifications().SetInsideCall([&] { logAtNotification = log.Text(); });
-  const wchar_t* const addresses[] = {L"10.0.0.1"};
-  host->PingBatch(L"batch", addresses, 1);
-  host->WaitForThreads();
-  log.Stop();
-  EXPECT_TRUE(logAtNotification.ends_with("\t\t\"roundTripMSEC\": 7\n\t}\n]\n\n\n"))
-      << logAtNotification;
-}
-
+// An empty one has a worker, too.
 TEST(PingBatch, HostIsNotifiedOnTheWorker) {
   DllHost host;
   const PingHelper helper(host.Module(), PingReply({7}));
@@ -214,6 +168,7 @@ TEST(PingBatch, HostIsNotifiedOnTheWorker) {
   host->WaitForThreads();
   ASSERT_THAT(host.Notifications().ThreadIds(), SizeIs(1));
   EXPECT_NE(host.Notifications().ThreadIds()[0], GetCurrentThreadId());
+  EXPECT_THAT(host.Drain(), ElementsAre(Event{L"", L"PingBatchResult", {L"batch", L"[\n]\n"}}));
 }
 
 // The number in a reply is told by the address, so that a mix-up of batches shows.
@@ -222,10 +177,12 @@ TEST(PingBatch, TwentyAtOnce) {
   DllHost host;
   const ScopedHandle gate = MakeManualResetEvent();
   const PingHelper helper(host.Module(), [&](const std::wstring& request) {
+    const ScopedHandle end = ConnectToBatch(request);
     EXPECT_TRUE(WaitFor(gate.Get(), kPatienceMs));
     const std::size_t begin = request.find(L'|', request.find(L'}')) + 1;
-    Reply(request,
-          PingReply({static_cast<std::uint32_t>(std::stoul(request.substr(begin))) + 1000}));
+    WriteMessage(end,
+                 PingReply({static_cast<std::uint32_t>(std::stoul(request.substr(begin))) + 1000}));
+    WaitUntilRead(end);
   });
   for (unsigned int i = 0; i < kBatches; ++i) {
     const std::wstring address = std::to_wstring(i);

@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <mutex>
@@ -23,7 +22,6 @@
 #include "tests/support/text.h"
 // After the Windows headers that it relies on.
 #include <objbase.h>
-#include <sys/stat.h>
 
 namespace test_support {
 namespace {
@@ -31,9 +29,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-// The name under which the run-time exports its file-status call.
-using FileStatusHook = ImportHook<"_wstat64", int(const wchar_t*, struct _stat64*)>;
 
 constexpr wchar_t kNoTime[] =
     L"[\n\t{\n\t\t\"ipAddress\": \"10.0.0.1\",\n\t\t\"roundTripMSEC\": 0\n\t}\n]\n";
@@ -149,56 +144,6 @@ class FixedGuid {
   IMPORT_HOOK(CoCreateGuid) hook;
 };
 
-TEST(PingExchange, RequestAndPipeHaveTheSameName) {
-  DllHost host;
-  const FixedGuid guid(host.Module());
-  const PipeCalls pipe(host.Module());
-  const PingHelper helper(host.Module(), PingReply({7}));
-  const wchar_t* const addresses[] = {L"10.0.0.1", L"10.0.0.2"};
-  host->PingBatch(L"batch", addresses, 2);
-  host->WaitForThreads();
-  EXPECT_EQ(pipe.PipeName(), L"\\\\.\\pipe\\{0A2B4C6D-1E2F-3A4B-8C9D-0123456789EF}");
-  ASSERT_THAT(helper.Starts(), SizeIs(1));
-  EXPECT_EQ(helper.Starts()[0].request,
-            L"ICMP|500|\\\\.\\pipe\\{0A2B4C6D-1E2F-3A4B-8C9D-0123456789EF}|10.0.0.1|10.0.0.2|");
-}
-
-TEST(PingExchange, RequestOfAnEmptyBatchEndsWithThePipe) {
-  DllHost host;
-  const FixedGuid guid(host.Module());
-  const PingHelper helper(host.Module(), PingReply({}));
-  host->PingBatch(L"batch", nullptr, 0);
-  host->WaitForThreads();
-  ASSERT_THAT(helper.Starts(), SizeIs(1));
-  EXPECT_EQ(helper.Starts()[0].request,
-            L"ICMP|500|\\\\.\\pipe\\{0A2B4C6D-1E2F-3A4B-8C9D-0123456789EF}|");
-}
-
-TEST(PingExchange, IdentifierIsWrittenIntoABufferOf256) {
-  DllHost host;
-  GUID made = {};
-  IMPORT_HOOK(CoCreateGuid) creates(host.Module());
-  creates.SetReplacement([&](GUID* guid) {
-    const HRESULT result = creates.CallOriginal(guid);
-    made = *guid;
-    return result;
-  });
-  GUID written = {};
-  int capacity = 0;
-  IMPORT_HOOK(StringFromGUID2) texts(host.Module());
-  texts.SetReplacement([&](REFGUID guid, LPOLESTR text, int size) {
-    written = guid;
-    capacity = size;
-    return texts.CallOriginal(guid, text, size);
-  });
-  const PingHelper helper(host.Module(), PingReply({7}));
-  EXPECT_EQ(PingOne(host), kSevenMsec);
-  EXPECT_EQ(creates.CallCount(), 1U);
-  EXPECT_EQ(texts.CallCount(), 1U);
-  EXPECT_EQ(std::memcmp(&made, &written, sizeof(GUID)), 0);
-  EXPECT_EQ(capacity, 256);
-}
-
 TEST(PingExchange, EveryBatchHasAPipeOfItsOwn) {
   DllHost host;
   const PingHelper helper(host.Module(), PingReply({7}));
@@ -239,76 +184,32 @@ TEST(PingExchange, HelperIsStartedThroughTheShell) {
   EXPECT_EQ(std::memcmp(&start.info, &zeroed, sizeof(zeroed)), 0);
 }
 
-TEST(PingExchange, PipeExistsBeforeTheHelperStarts) {
-  DllHost host;
-  bool offered = false;
-  bool offeredBeforeTheDirectoryIsRead = false;
-  const PingHelper helper(host.Module(), PingReply({7}));
-  FileStatusHook status(host.Module());
-  IMPORT_HOOK(CreateNamedPipeW) creates(host.Module());
-  IMPORT_HOOK(GetEnvironmentVariableW)
-  variables(host.Module(), [&](const wchar_t* name, wchar_t* value, DWORD size) {
-    offeredBeforeTheDirectoryIsRead = creates.CallCount() == 1;
-    return variables.CallOriginal(name, value, size);
-  });
-  status.SetReplacement([&](const wchar_t* path, struct _stat64* result) {
-    offered = creates.CallCount() == 1;
-    return status.CallOriginal(path, result);
-  });
-  EXPECT_EQ(PingOne(host), kSevenMsec);
-  EXPECT_TRUE(offered);
-  EXPECT_TRUE(offeredBeforeTheDirectoryIsRead);
-}
-
-TEST(PingExchange, PipeIsDisconnectedAndClosedAfterTheReply) {
-  DllHost host;
-  const PipeCalls pipe(host.Module());
-  const PingHelper helper(host.Module(), PingReply({7}));
-  EXPECT_EQ(PingOne(host), kSevenMsec);
-  EXPECT_THAT(pipe.OfThePipe(),
-              ElementsAre("ConnectNamedPipe", "ReadFile", "DisconnectNamedPipe", "CloseHandle"));
-}
-
-TEST(PingExchange, NumbersAreLittleEndianAndInTheOrderOfTheAddresses) {
-  DllHost host;
-  std::string reply("\x17\0\0\0\x78\x56\x34\x12\xFE\xFF\xFF\xFF\x00\x01\x00\x00\x99", 17);
-  reply.resize(1024, '\x55');
-  const PingHelper helper(host.Module(), reply);
-  const wchar_t* const addresses[] = {L"10.0.0.1", L"10.0.0.2", L"10.0.0.3", L"10.0.0.4"};
-  host->PingBatch(L"batch", addresses, 4);
-  const std::optional<Event> event = host.WaitForEvent(L"PingBatchResult");
-  ASSERT_TRUE(event);
-  EXPECT_EQ(event->arg[1],
-            L"[\n"
-            L"\t{\n\t\t\"ipAddress\": \"10.0.0.1\",\n\t\t\"roundTripMSEC\": 23\n\t},\n"
-            L"\t{\n\t\t\"ipAddress\": \"10.0.0.2\",\n\t\t\"roundTripMSEC\": 305419896\n\t},\n"
-            L"\t{\n\t\t\"ipAddress\": \"10.0.0.3\",\n\t\t\"roundTripMSEC\": 4294967294\n\t},\n"
-            L"\t{\n\t\t\"ipAddress\": \"10.0.0.4\",\n\t\t\"roundTripMSEC\": 256\n\t}\n"
-            L"]\n");
-}
-
-// The first 256 addresses get a time. The request names them all, and nothing limits its length, that
-// of the text or that of its line in the log.
-TEST(PingExchange, MoreAddressesThanNumbers) {
-  for (const unsigned int count : {1U, 256U, 257U, 1100U}) {
+// The request names every address, and the first 256 get a time. Nothing limits the length of either,
+// of the text or of its line in the log.
+TEST(PingExchange, RequestAndResultNameEveryAddress) {
+  for (const unsigned int count : {0U, 1U, 256U, 257U, 1100U}) {
     SCOPED_TRACE(count);
     DllHost host;
-    std::vector<std::uint32_t> times;
-    for (std::uint32_t i = 0; i < 256; ++i) times.push_back(1000 + i);
+    // Little-endian numbers, beginning with 0x12345600, which is 305419776.
+    std::string reply;
+    for (unsigned int i = 0; i < 256; ++i)
+      reply += static_cast<char>(i) + std::string("\x56\x34\x12");
     const FixedGuid guid(host.Module());
-    const PingHelper helper(host.Module(), PingReply(times));
+    const PipeCalls pipe(host.Module());
+    const PingHelper helper(host.Module(), reply);
+    const std::wstring name = LR"(\\.\pipe\{0A2B4C6D-1E2F-3A4B-8C9D-0123456789EF})";
     std::vector<std::wstring> texts;
-    std::vector<const wchar_t*> addresses;
-    std::wstring request = L"ICMP|500|\\\\.\\pipe\\{0A2B4C6D-1E2F-3A4B-8C9D-0123456789EF}|";
+    std::wstring request = L"ICMP|500|" + name + L"|";
     std::wstring json = L"[\n";
     for (unsigned int i = 0; i < count; ++i) {
       texts.push_back(L"a server far away, number " + std::to_wstring(i));
       request += texts.back() + L"|";
       json += L"\t{\n\t\t\"ipAddress\": \"" + texts.back() + L"\",\n\t\t\"roundTripMSEC\": " +
-              (i < 256 ? std::to_wstring(1000 + i) : L"0") + L"\n" +
+              (i < 256 ? std::to_wstring(305419776 + i) : L"0") + L"\n" +
               (i + 1 < count ? L"\t},\n" : L"\t}\n");
     }
     json += L"]\n";
+    std::vector<const wchar_t*> addresses;
     for (const std::wstring& text : texts) addresses.push_back(text.c_str());
     StreamCapture log;
     host->PingBatch(L"batch", addresses.data(), count);
@@ -317,6 +218,7 @@ TEST(PingExchange, MoreAddressesThanNumbers) {
     log.Stop();
     ASSERT_TRUE(event);
     EXPECT_TRUE(event->arg[1] == json);
+    EXPECT_EQ(pipe.PipeName(), name);
     ASSERT_THAT(helper.Starts(), SizeIs(1));
     EXPECT_TRUE(helper.Starts()[0].request == request);
     EXPECT_EQ(CountOf(log.Text(), "AppLauncher::PingThreadWrap: JSON:\n" + Narrow(json) + "\n\n"),
@@ -324,51 +226,42 @@ TEST(PingExchange, MoreAddressesThanNumbers) {
   }
 }
 
-/// A batch whose helper writes these messages, all of which the library must refuse.
-void ExpectRefusal(const std::vector<std::string>& messages) {
-  DllHost host;
-  const PipeCalls pipe(host.Module());
-  const PingHelper helper(host.Module(), [&](const std::wstring& request) {
-    const ScopedHandle end = ConnectToBatch(request);
-    EXPECT_TRUE(end);
-    // Failures are the library's leaving, after the first message.
-    for (const std::string& message : messages) WriteMessage(end, message);
-    pipe.WaitForRead();
-    WaitUntilRead(end);
-  });
-  EXPECT_EQ(PingOne(host), kNoTime);
-  EXPECT_THAT(pipe.OfThePipe(), ElementsAre("ConnectNamedPipe", "ReadFile", "CloseHandle"));
+// One of 1024 bytes is the only good one.
+TEST(PingExchange, OtherRepliesAreRefused) {
+  const std::vector<std::string> cases[] = {{},
+                                            {std::string(1023, '\x01')},
+                                            {std::string(1025, '\x01')},
+                                            {std::string(512, '\x01'), std::string(512, '\x01')}};
+  for (const std::vector<std::string>& messages : cases) {
+    DllHost host;
+    const PipeCalls pipe(host.Module());
+    const PingHelper helper(host.Module(), [&](const std::wstring& request) {
+      const ScopedHandle end = ConnectToBatch(request);
+      EXPECT_TRUE(end);
+      // Failures are the library's leaving, after the first message.
+      for (const std::string& message : messages) WriteMessage(end, message);
+      pipe.WaitForRead();
+      WaitUntilRead(end);
+    });
+    EXPECT_EQ(PingOne(host), kNoTime);
+    EXPECT_THAT(pipe.OfThePipe(), ElementsAre("ConnectNamedPipe", "ReadFile", "CloseHandle"));
+  }
 }
 
-TEST(PingExchange, ReplyOfOneByteTooFewIsRefused) { ExpectRefusal({std::string(1023, '\x01')}); }
-TEST(PingExchange, ReplyOfOneByteTooManyIsRefused) { ExpectRefusal({std::string(1025, '\x01')}); }
-TEST(PingExchange, ReplyInTwoMessagesIsRefused) {
-  ExpectRefusal({std::string(512, '\x01'), std::string(512, '\x01')});
-}
-TEST(PingExchange, HelperThatLeavesWithoutAWordIsRefused) { ExpectRefusal({}); }
-
-TEST(PingExchange, FailedReadIsRefusedWhateverItsSize) {
-  DllHost host;
-  PipeCalls pipe(host.Module());
-  pipe.read = [](HANDLE, void* buffer, DWORD size, DWORD* count) {
-    std::memset(buffer, 1, size);
-    *count = size;
-    SetLastError(ERROR_MORE_DATA);
-    return FALSE;
-  };
-  const PingHelper helper(host.Module(), PingReply({7}));
-  EXPECT_EQ(PingOne(host), kNoTime);
-  EXPECT_THAT(pipe.OfThePipe(), ElementsAre("ConnectNamedPipe", "ReadFile", "CloseHandle"));
-}
-
-TEST(PingExchange, ShortReadIsRefusedThoughItSucceeds) {
-  for (const DWORD size : {0U, 1U, 1023U}) {
+// What a read says of itself counts, not what it leaves in the buffer.
+TEST(PingExchange, FailedAndShortReadsAreRefused) {
+  const struct {
+    DWORD size;
+    BOOL succeeded;
+  } cases[] = {{1024, FALSE}, {0, TRUE}, {1, TRUE}, {1023, TRUE}};
+  for (const auto& [size, succeeded] : cases) {
     DllHost host;
     PipeCalls pipe(host.Module());
-    pipe.read = [size](HANDLE, void* buffer, DWORD capacity, DWORD* count) {
+    pipe.read = [&](HANDLE, void* buffer, DWORD capacity, DWORD* count) {
       std::memset(buffer, 1, capacity);
       *count = size;
-      return TRUE;
+      SetLastError(ERROR_MORE_DATA);
+      return succeeded;
     };
     const PingHelper helper(host.Module(), PingReply({7}));
     EXPECT_EQ(PingOne(host), kNoTime) << size;
@@ -413,140 +306,66 @@ TEST(PingExchange, OtherFailuresToConnectCloseThePipe) {
   }
 }
 
-TEST(PingExchange, HelperMayAnswerLate) {
-  DllHost host;
-  const ScopedHandle gate = MakeManualResetEvent();
-  IMPORT_HOOK(ReadFile) reads(host.Module());
-  const ScopedHandle reading = MakeManualResetEvent();
-  reads.SetReplacement([&](HANDLE pipe, void* buffer, DWORD size, DWORD* count, OVERLAPPED* none) {
-    SetEvent(reading.Get());
-    return reads.CallOriginal(pipe, buffer, size, count, none);
-  });
-  const PingHelper helper(host.Module(), [&](const std::wstring& request) {
-    const ScopedHandle end = ConnectToBatch(request);
-    EXPECT_TRUE(WaitFor(gate.Get(), kPatienceMs));
-    WriteMessage(end, PingReply({7}));
-    WaitUntilRead(end);
-  });
-  const wchar_t* const addresses[] = {L"10.0.0.1"};
-  host->PingBatch(L"batch", addresses, 1);
-  EXPECT_TRUE(WaitFor(reading.Get(), kPatienceMs));
-  EXPECT_EQ(host->GetNextEvent(), nullptr);
-  SetEvent(gate.Get());
-  const std::optional<Event> event = host.WaitForEvent(L"PingBatchResult");
-  ASSERT_TRUE(event);
-  EXPECT_EQ(event->arg[1], kSevenMsec);
-  host->WaitForThreads();
+// Only whether something has the helper's name is asked; a directory may have it, too. What it is shows
+// when it is started, and a failure then has no line.
+TEST(PingExchange, HelperThatDoesNotStartLeavesThePipeOpen) {
+  enum class Helper { kMissing, kMissingElsewhere, kDirectory, kFile };
+  for (const Helper kind :
+       {Helper::kMissing, Helper::kMissingElsewhere, Helper::kDirectory, Helper::kFile}) {
+    DllHost host;
+    const HelperInstallation installation(kind == Helper::kFile
+                                              ? HelperInstallation::Helper::kEmptyFile
+                                              : HelperInstallation::Helper::kNone);
+    std::wstring path = installation.HelperPath();
+    if (kind == Helper::kDirectory) installation.Directory().MakeDirectory(L"helperx64.exe");
+    std::optional<EnvironmentVariable> elsewhere;
+    if (kind == Helper::kMissingElsewhere) {
+      elsewhere.emplace(L"KOVLAUNCH_INSTDIR", LR"(Q:\no such/directory\)");
+      path = LR"(Q:\no such/directory\\helperx64.exe)";
+    }
+    const bool isThere = kind == Helper::kDirectory || kind == Helper::kFile;
+    const PipeCalls pipe(host.Module());
+    ShellRecorder shell(host.Module());
+    shell.Fail(5);
+    StreamCapture log;
+    EXPECT_EQ(PingOne(host), kNoTime);
+    log.Stop();
+    const std::string line =
+        "AppLauncher::PingThreadProc: wstat of file " + Narrow(path) + " failed\n";
+    EXPECT_EQ(
+        CountOf(log.Text(), "AppLauncher::PingThreadWrap: Calling ping thread\n" +
+                                (isThere ? "" : line) + "AppLauncher::PingThreadWrap: JSON:\n"),
+        1U)
+        << log.Text();
+    ASSERT_THAT(shell.Calls(), SizeIs(isThere ? 1 : 0));
+    if (isThere) {
+      EXPECT_EQ(shell.Calls()[0].file, path);
+    }
+    EXPECT_THAT(pipe.OfThePipe(), IsEmpty());
+    DWORD instances = 0;
+    EXPECT_TRUE(GetNamedPipeHandleStateW(pipe.TakePipe().Get(), nullptr, &instances, nullptr,
+                                         nullptr, nullptr, 0));
+  }
 }
 
-TEST(PingExchange, MissingHelperIsLoggedAndLeavesThePipeOpen) {
-  DllHost host;
-  const HelperInstallation installation(HelperInstallation::Helper::kNone);
-  const PipeCalls pipe(host.Module());
-  const ShellRecorder shell(host.Module());
-  StreamCapture log;
-  EXPECT_EQ(PingOne(host), kNoTime);
-  log.Stop();
-  EXPECT_EQ(CountOf(log.Text(),
-                    "AppLauncher::PingThreadWrap: Calling ping thread\n"
-                    "AppLauncher::PingThreadProc: wstat of file " +
-                        Narrow(installation.HelperPath()) +
-                        " failed\n"
-                        "AppLauncher::PingThreadWrap: JSON:\n"),
-            1U)
-      << log.Text();
-  EXPECT_THAT(shell.Calls(), IsEmpty());
-  EXPECT_THAT(pipe.OfThePipe(), IsEmpty());
-  DWORD instances = 0;
-  EXPECT_TRUE(GetNamedPipeHandleStateW(pipe.TakePipe().Get(), nullptr, &instances, nullptr, nullptr,
-                                       nullptr, 0));
-}
-
-TEST(PingExchange, HelperPathIsBuiltFromTheDirectoryAsItStands) {
-  DllHost host;
-  const PipeCalls pipe(host.Module());
-  const EnvironmentVariable directory(L"KOVLAUNCH_INSTDIR", L"Q:\\no such/directory\\");
-  StreamCapture log;
-  EXPECT_EQ(PingOne(host), kNoTime);
-  log.Stop();
-  EXPECT_EQ(CountOf(log.Text(),
-                    "AppLauncher::PingThreadProc: wstat of file "
-                    "Q:\\no such/directory\\\\helperx64.exe failed\n"),
-            1U)
-      << log.Text();
-  pipe.TakePipe();
-}
-
-// Only whether something has the name is asked; what it is shows when it is started.
-TEST(PingExchange, DirectoryOfTheHelpersNameIsTried) {
-  DllHost host;
-  const HelperInstallation installation(HelperInstallation::Helper::kNone);
-  ASSERT_TRUE(CreateDirectoryW(installation.HelperPath().c_str(), nullptr));
-  const PipeCalls pipe(host.Module());
-  ShellRecorder shell(host.Module());
-  shell.Fail(5);
-  StreamCapture log;
-  EXPECT_EQ(PingOne(host), kNoTime);
-  log.Stop();
-  EXPECT_EQ(CountOf(log.Text(), "wstat of file"), 0U) << log.Text();
-  ASSERT_THAT(shell.Calls(), SizeIs(1));
-  EXPECT_EQ(shell.Calls()[0].file, installation.HelperPath());
-  pipe.TakePipe();
-}
-
-TEST(PingExchange, FailedStartIsNotLoggedAndLeavesThePipeOpen) {
-  DllHost host;
-  const HelperInstallation installation;
-  const PipeCalls pipe(host.Module());
-  ShellRecorder shell(host.Module());
-  shell.Fail(5);
-  StreamCapture log;
-  EXPECT_EQ(PingOne(host), kNoTime);
-  log.Stop();
-  EXPECT_EQ(CountOf(log.Text(),
-                    "AppLauncher::PingThreadWrap: Calling ping thread\n"
-                    "AppLauncher::PingThreadWrap: JSON:\n"),
-            1U)
-      << log.Text();
-  EXPECT_THAT(shell.Calls(), SizeIs(1));
-  EXPECT_THAT(pipe.OfThePipe(), IsEmpty());
-  DWORD instances = 0;
-  EXPECT_TRUE(GetNamedPipeHandleStateW(pipe.TakePipe().Get(), nullptr, &instances, nullptr, nullptr,
-                                       nullptr, 0));
-}
-
-TEST(PingExchange, WithoutAPipeNameNothingIsStarted) {
-  DllHost host;
-  IMPORT_HOOK(StringFromGUID2) texts(host.Module());
-  texts.FailAlways(0);
-  IMPORT_HOOK(CreateNamedPipeW) creates(host.Module());
-  IMPORT_HOOK(GetEnvironmentVariableW) variables(host.Module());
-  const HelperInstallation installation(HelperInstallation::Helper::kNone);
-  const ShellRecorder shell(host.Module());
-  StreamCapture log;
-  EXPECT_EQ(PingOne(host), kNoTime);
-  log.Stop();
-  EXPECT_EQ(creates.CallCount(), 0U);
-  EXPECT_EQ(variables.CallCount(), 0U);
-  EXPECT_THAT(shell.Calls(), IsEmpty());
-  EXPECT_EQ(CountOf(log.Text(), "AppLauncher::PingThreadProc"), 0U) << log.Text();
-}
-
-TEST(PingExchange, WithoutAPipeNothingIsStarted) {
-  DllHost host;
-  IMPORT_HOOK(CreateNamedPipeW) creates(host.Module());
-  creates.FailAlways(INVALID_HANDLE_VALUE, ERROR_PIPE_BUSY);
-  IMPORT_HOOK(CloseHandle) closes(host.Module());
-  IMPORT_HOOK(GetEnvironmentVariableW) variables(host.Module());
-  const HelperInstallation installation(HelperInstallation::Helper::kNone);
-  const ShellRecorder shell(host.Module());
-  StreamCapture log;
-  EXPECT_EQ(PingOne(host), kNoTime);
-  log.Stop();
-  EXPECT_EQ(variables.CallCount(), 0U);
-  EXPECT_THAT(shell.Calls(), IsEmpty());
-  EXPECT_EQ(CountOf(log.Text(), "AppLauncher::PingThreadProc"), 0U) << log.Text();
-  for (const auto& call : closes.Calls()) EXPECT_NE(std::get<0>(call), INVALID_HANDLE_VALUE);
+TEST(PingExchange, WithoutAPipeOrANameForItNothingIsStarted) {
+  for (const bool hasName : {false, true}) {
+    DllHost host;
+    IMPORT_HOOK(StringFromGUID2) texts(host.Module());
+    if (!hasName) texts.FailAlways(0);
+    IMPORT_HOOK(CreateNamedPipeW) creates(host.Module());
+    creates.FailAlways(INVALID_HANDLE_VALUE, ERROR_PIPE_BUSY);
+    IMPORT_HOOK(CloseHandle) closes(host.Module());
+    const HelperInstallation installation(HelperInstallation::Helper::kNone);
+    const ShellRecorder shell(host.Module());
+    StreamCapture log;
+    EXPECT_EQ(PingOne(host), kNoTime);
+    log.Stop();
+    EXPECT_EQ(creates.CallCount(), hasName ? 1U : 0U);
+    EXPECT_THAT(shell.Calls(), IsEmpty());
+    EXPECT_EQ(CountOf(log.Text(), "AppLauncher::PingThreadProc"), 0U) << log.Text();
+    for (const auto& call : closes.Calls()) EXPECT_NE(std::get<0>(call), INVALID_HANDLE_VALUE);
+  }
 }
 
 TEST(PingExchange, RealHelperProcessAnswers) {
