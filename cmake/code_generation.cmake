@@ -22,7 +22,7 @@ function(launcher_harden target)
   target_compile_options(
     ${target} PRIVATE "$<$<COMPILE_LANGUAGE:CXX>:${all}>"
                       "$<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CONFIG:Release>>:${release}>")
-  target_compile_definitions(${target} PRIVATE $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+  target_compile_definitions(${target} PRIVATE _GLIBCXX_ASSERTIONS)
 endfunction()
 
 # launcher_link_windows(<target>): every Windows program and the DLL carry their

@@ -37,8 +37,7 @@ set_source_files_properties(
 # tests. EXCLUSIVE entries use what there is once per Windows installation (the
 # registry, pipe names, the list of processes) and never run at the same time. GUARDED adds a second run
 # in which every block of memory ends at a page that cannot be accessed (tests/support/guard_pages.h),
-# without the tests of other programs, those that let one allocation fail after the other, and those that
-# load the DLL anew, whose imports are not redirected. LEFT_OUT names
+# without the tests of other programs and those that let one allocation fail after the other. LEFT_OUT names
 # tests that say nothing about this build, for GoogleTest's filter.
 function(launcher_add_gtest target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "EXCLUSIVE;GUARDED" "SHARDS;TIMEOUT;LEFT_OUT" "")
@@ -60,7 +59,7 @@ function(launcher_add_gtest target)
       set(left_out ${arg_LEFT_OUT})
       if(run MATCHES "^guarded")
         list(APPEND environment LAUNCHER_GUARD_PAGES=1)
-        list(APPEND left_out "*Fault*" "DemoHost*" "Kit*" "CoreLoading*")
+        list(APPEND left_out "*Fault*" "DemoHost*" "Kit*")
       endif()
       if(left_out)
         list(JOIN left_out ":" pattern)

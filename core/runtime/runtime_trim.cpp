@@ -23,6 +23,10 @@ namespace std {
 // constructor of random_device which the DLL never calls.
 void random_device::_M_init(const char*, size_t) { std::abort(); }
 
+// In place of one that prints what was broken, with the run-time's debug lists and their locks behind
+// it. A broken promise still ends the process.
+void __glibcxx_assert_fail(const char*, int, const char*, const char*) noexcept { std::abort(); }
+
 // They also use two members of string. Made here, they need not come with all others.
 template void basic_string<char>::_M_assign(const string&);
 template string::pointer basic_string<char>::_M_create(string::size_type&, string::size_type);

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string>
 
 #include "tests/support/import_redirector.h"
@@ -162,7 +161,7 @@ std::size_t SizeOfBlock(void* block) {
 
 // The redirection lasts as long as the module: it has to free what it allocated.
 void GuardModule(HMODULE module) {
-  ImportRedirector* const redirector = std::make_unique<ImportRedirector>(module).release();
+  ImportRedirector redirector(module);
   const struct {
     const char* function;
     void* replacement;
@@ -174,9 +173,10 @@ void GuardModule(HMODULE module) {
   const std::vector<Import> imports = ListImports(module);
   for (const auto& [function, replacement] : replacements) {
     for (const Import& import : imports) {
-      if (import.function == function) redirector->Redirect(function, replacement);
+      if (import.function == function) redirector.Redirect(function, replacement);
     }
   }
+  redirector.Keep();
 }
 
 HMODULE WINAPI LoadGuarded(LPCWSTR path) {
@@ -195,8 +195,9 @@ HMODULE WINAPI LoadGuarded(LPCWSTR path) {
   if (GetEnvironmentVariableW(L"LAUNCHER_GUARD_PAGES", nullptr, 0) == 0) return false;
   const HMODULE program = GetModuleHandleW(nullptr);
   GuardModule(program);
-  std::make_unique<ImportRedirector>(program).release()->Redirect(
-      "LoadLibraryW", reinterpret_cast<void*>(LoadGuarded));
+  ImportRedirector redirector(program);
+  redirector.Redirect("LoadLibraryW", reinterpret_cast<void*>(LoadGuarded));
+  redirector.Keep();
   std::printf("guard pages: on\n");
   return true;
 }();

@@ -39,6 +39,9 @@ class ImportRedirector {
   /// it comes. Returns the original. Throws when the module does not import it.
   void* Redirect(const std::string& function, void* replacement);
 
+  /// Nothing is put back at the end: what was redirected stays so as long as the module.
+  void Keep() { changes.clear(); }
+
  private:
   struct Change {
     void** slot;
