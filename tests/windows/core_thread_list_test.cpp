@@ -6,7 +6,6 @@
 
 #include "core/launcher/thread_list.h"
 #include "tests/support/import_redirector.h"
-#include "tests/support/process_snapshot.h"
 
 namespace launcher {
 namespace {
@@ -65,16 +64,6 @@ TEST(ThreadList, FreesTheContextOfAThreadThatCouldNotBeStarted) {
   // It counts like any other.
   EXPECT_THROW(threads.Start(FreeContext, std::make_unique<Context>()), std::length_error);
   threads.WaitForAll();
-}
-
-TEST(ThreadList, ReturnsTheThreadsHandles) {
-  ThreadList threads;
-  threads.Start(FreeContext, std::make_unique<Context>());
-  threads.WaitForAll();
-  const std::size_t before = test_support::CountHandles();
-  for (int i = 0; i < 20; ++i) threads.Start(FreeContext, std::make_unique<Context>());
-  threads.WaitForAll();
-  EXPECT_EQ(test_support::CountHandles(), before);
 }
 
 }  // namespace

@@ -7,10 +7,8 @@
 
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "gamepipe/generic_pellmar_command.h"
-#include "tests/support/failing_malloc.h"
 #include "tests/support/log_of.h"
 #include "tests/support/slot_of.h"
 #include "tests/support/text.h"
@@ -24,7 +22,6 @@ using test_support::LogOf;
 using test_support::PipeServer;
 using test_support::PointerText;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 const std::string kX = RawBytes("KE\x08\0\x01X\0\0");
 
@@ -117,22 +114,6 @@ TEST_F(PellmarAppBaseTest, ACommandIsLoggedAndQueued) {
             "GenericPellmarCommand::execute: args Aldo  3\n"
             "GenericPellmarCommand::execute: Posting event to instance " +
                 PointerText(static_cast<PellmarAppBase*>(&app)) + "\n");
-  EXPECT_THAT(sink.Take(), ElementsAre("TEST-GAME queued Joined Aldo"));
-}
-
-TEST_F(PellmarAppBaseTest, ACommandWithoutMemoryIsLostAlone) {
-  GenericPellmarCommand command(app, L"TEST-GAME");
-  const std::string args = "Aldo";
-  std::size_t failures = 0;
-  LogOf([&] {
-    // The list of the command's words.
-    const test_support::FailingMalloc noMemory(sizeof(std::string_view));
-    command.execute(args, args);
-    failures = noMemory.Count();
-  });
-  EXPECT_GT(failures, 0U);
-  EXPECT_THAT(sink.Take(), IsEmpty());
-  LogOf([&] { command.execute("Joined", args); });
   EXPECT_THAT(sink.Take(), ElementsAre("TEST-GAME queued Joined Aldo"));
 }
 

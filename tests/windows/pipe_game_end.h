@@ -18,19 +18,6 @@ std::string RawBytes(const char (&literal)[size]) {
   return {literal, size - 1};
 }
 
-/// Repeats a step until `done`, which other things than the step may also bring about; whether it
-/// was in time. There is nothing to wait for: what the system finishes shows in a later step only.
-template <typename Step, typename Done>
-bool StepUntil(const Step& step, const Done& done) {
-  const ULONGLONG deadline = GetTickCount64() + kPatienceMs;
-  while (!done()) {
-    if (GetTickCount64() >= deadline) return false;
-    step();
-    SwitchToThread();
-  }
-  return true;
-}
-
 }  // namespace launcher
 
 #endif  // LAUNCHER_TESTS_WINDOWS_PIPE_GAME_END_H_

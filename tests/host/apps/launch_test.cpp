@@ -15,7 +15,6 @@
 #include "tests/support/helper_installation.h"
 #include "tests/support/import_redirector.h"
 #include "tests/support/log_of.h"
-#include "tests/support/message_box_closer.h"
 #include "tests/support/temp_directory.h"
 #include "tests/support/text.h"
 
@@ -85,25 +84,6 @@ TEST_F(AppsLaunchGame, HelperIsStartedThroughTheShell) {
                                  game.InstallDir() + L"|-windowed");
   EXPECT_FALSE(call.hasDirectory);
   EXPECT_EQ(call.show, 1);
-}
-
-TEST(AppsLaunch, RestOfTheShellRecordIsZero) {
-  const HelperInstallation helper;
-  const GameInstallation game;
-  DllHost host;
-  IMPORT_HOOK(ShellExecuteExW)
-  shell(host.Module(), [](SHELLEXECUTEINFOW* info) {
-    EXPECT_EQ(info->hInstApp, nullptr);
-    EXPECT_EQ(info->lpIDList, nullptr);
-    EXPECT_EQ(info->lpClass, nullptr);
-    EXPECT_EQ(info->hkeyClass, nullptr);
-    EXPECT_EQ(info->dwHotKey, 0U);
-    EXPECT_EQ(info->hIcon, nullptr);
-    EXPECT_EQ(info->hProcess, nullptr);
-    return TRUE;
-  });
-  EXPECT_TRUE(LaunchBrenna(host, L""));
-  EXPECT_EQ(shell.CallCount(), 1U);
 }
 
 // The flag is the first field; nothing is quoted or escaped; the four further texts have no effect.
@@ -178,19 +158,6 @@ TEST(AppsLaunch, HelperIsLookedForOnEveryCall) {
   EXPECT_EQ(shell.Calls().at(0).file, installation.HelperPath());
 }
 
-TEST_F(AppsLaunchGame, HelperIsLookedForAfterTheLines) {
-  const StreamCapture log;
-  std::vector<std::string> logsBefore;
-  // The name under which the run-time exports its file-status call.
-  ImportHook<"_wstat64", int(const wchar_t*, struct _stat64*)> status(host.Module());
-  status.SetReplacement([&](const wchar_t* path, struct _stat64* data) {
-    if (path == helper.HelperPath()) logsBefore.push_back(log.Text());
-    return status.CallOriginal(path, data);
-  });
-  EXPECT_TRUE(LaunchBrenna(host, L"c"));
-  EXPECT_THAT(logsBefore, ElementsAre(EndsWith(LaunchLines(game, "c"))));
-}
-
 TEST_F(AppsLaunchGame, ShellFailureIsLoggedAndShown) {
   const StreamCapture log;
   const std::string failureLine = ">>> ShellExecuteEx failed with 0000001f!\n";
@@ -224,13 +191,6 @@ TEST_F(AppsLaunchGame, ShellFailureIsEightHexadecimalDigits) {
   }
 }
 
-TEST_F(AppsLaunchGame, BoxIsModalAndReal) {
-  shell.Fail(31);
-  const MessageBoxCloser closer(L"Vantor Web Plugins");
-  EXPECT_FALSE(LaunchBrenna(host, L""));
-  EXPECT_THAT(closer.ClosedTexts(), ElementsAre(L"Could not execute binary"));
-}
-
 // The kit's helper really starts the program that its line names: here a game that ends by itself.
 TEST(AppsLaunch, RealHelperStartsTheProgram) {
   const HelperInstallation helper(HelperInstallation::Helper::kKitProgram);
@@ -256,37 +216,6 @@ TEST(AppsLaunch, RealHelperStartsTheProgram) {
 }
 
 // "TAVR-GAME" has a starter program of its own.
-
-TEST(AppsLaunch, StarterIsLaunchedInPlaceOfTheGame) {
-  const HelperInstallation helper;
-  const GameInstallation game(LR"(SOFTWARE\Brightwater Games\Ironvale Sentry)", L"TAVR.exe");
-  DllHost host;
-  const ShellRecorder shell(host.Module());
-  bool launched = false;
-  const std::string directory = Narrow(game.InstallDir());
-  EXPECT_THAT(
-      LogOf([&] { launched = host->Launch(L"TAVR-GAME", L"-x", false, L"", L"", L"", L""); }),
-      EndsWith("BaseApp::SetParameter: Setting parameter EXPANSIONS_INSTALLED to \n"
-               "BaseApp::DoLaunch:102: Launching:\n"
-               ">>> BinaryName:  Launcher.exe\n"
-               ">>> BinaryPath:  " +
-               directory +
-               "\\Launcher.exe\n"
-               ">>> CommandLine: -x\n"
-               ">>> WorkDir:     " +
-               directory +
-               "\n"
-               ">>> Success!\n"));
-  EXPECT_TRUE(launched);
-  ASSERT_EQ(shell.Calls().size(), 1U);
-  EXPECT_EQ(shell.Calls()[0].parameters, L"NO|SW_SHOWNA|" + game.InstallDir() +
-                                             L"\\Launcher.exe|Launcher.exe|" + game.InstallDir() +
-                                             L"|-x");
-  EXPECT_THAT(host.Drain(), ElementsAre(Event{L"TAVR-GAME", L"StateChanged", {L"PENDING"}}));
-
-  EXPECT_TRUE(host->Launch(L"TAVR-GAME", L"-x", true, L"1", L"2", L"3", L"4"));
-  EXPECT_TRUE(shell.Calls().at(1).parameters.starts_with(L"YES|"));
-}
 
 // The host's directory counts; its executable is only looked for among the processes.
 TEST(AppsLaunch, StarterIsLaunchedInPlaceOfTheHostsExecutable) {

@@ -243,24 +243,5 @@ TEST_F(AppsStoreRealCom, ComparesWithTheUsersLocaleAndNoFlags) {
   }
 }
 
-// Each text that is made on the way, the path first.
-TEST_F(AppsStoreRealCom, LackOfMemoryAnywhereIsNoResult) {
-  std::size_t texts = 0;
-  {
-    IMPORT_HOOK(SysAllocStringLen) strings(host.Module());
-    EXPECT_EQ(Read(), L"false");
-    texts = strings.CallCount();
-  }
-  ASSERT_GE(texts, 5U);
-  for (std::size_t failing = 0; failing < texts; ++failing) {
-    IMPORT_HOOK(SysAllocStringLen) strings(host.Module());
-    strings.FailCall(failing, nullptr);
-    EXPECT_EQ(Read(), L"<null>") << failing;
-  }
-  EXPECT_EQ(Read(), L"false");
-  EXPECT_EQ(CoInitialize(nullptr), S_OK);
-  CoUninitialize();
-}
-
 }  // namespace
 }  // namespace test_support

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "tests/support/dll_host.h"
+#include "tests/support/environment_variable.h"
 #include "tests/support/import_redirector.h"
 #include "tests/support/line_hook.h"
 #include "tests/support/log_of.h"
@@ -107,6 +108,7 @@ TEST_F(CoreLog, KeepsTheLinesOfThreadsApart) {
 
 // A launcher's life with everything that goes to standard output.
 TEST(CoreLogOutput, IsThreeTextsInAll) {
+  const EnvironmentVariable nowhere(L"KOVLAUNCH_INSTDIR", L"C:\\no such directory");
   PipeServer game(LR"(\\.\pipe\solano_pellmar)");
   DllHost host(DllHost::Creation::kLater);
   std::vector<std::string> texts;
@@ -118,6 +120,9 @@ TEST(CoreLogOutput, IsThreeTextsInAll) {
   ASSERT_TRUE(game.Accept(kPatienceMs));
   host->SetParameter(L"TAVR-GAME", L"key", L"value");
   EXPECT_TRUE(host->SendCommand(L"SOLANO-GAME", L"c", L"", L"", L"", L""));
+  host->Launch(L"TAVR-GAME", L"", false, L"", L"", L"", L"");
+  host->PingBatch(L"batch", nullptr, 0);
+  host->QueryServer(L"request", L"", L"none", L"127.0.0.1", 9);
   host.Destroy();
   EXPECT_THAT(texts, ElementsAre("Plugin process ID: " + std::to_string(GetCurrentProcessId()),
                                  "AshgroveApp::SendCommand: Sending command!\n",

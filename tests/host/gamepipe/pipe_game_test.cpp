@@ -22,9 +22,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr wchar_t kGamePipe[] = LR"(\\.\pipe\solano_pellmar)";
-constexpr wchar_t kBrennaPipe[] = LR"(\\.\pipe\brenna_pellmar)";
-constexpr wchar_t kTamsinPipe[] = LR"(\\.\pipe\tamsin_pellmar)";
-constexpr wchar_t kTavrPipe[] = LR"(\\.\pipe\tavr_pellmar)";
 
 const std::string kX = RawBytes("KE\x08\0\x01X\0\0");
 const std::string kY = RawBytes(
@@ -242,19 +239,6 @@ TEST_F(PipeGame, SeesTheLauncherGo) {
   const std::string rest = game.Read(60000, kPatienceMs);
   EXPECT_LT(rest.size(), 50009U);
   EXPECT_EQ(game.Read(1, kPatienceMs), "");
-}
-
-TEST_F(PipeGame, GamesAreServedInTheOrderOfTheirIdentifiers) {
-  PipeServer tavr(kTavrPipe);
-  PipeServer tamsin1(kTamsinPipe);
-  PipeServer tamsin2(kTamsinPipe);
-  PipeServer tamsin3(kTamsinPipe);
-  PipeServer solano(kGamePipe);
-  PipeServer brenna(kBrennaPipe);
-  host->PollApps();
-  EXPECT_THAT(host.Drain(), ElementsAre(Ready(L"BRENNA-CTE-GAME"), Ready(L"SOLANO-GAME"),
-                                        Ready(L"TAMSIN-BETA2-GAME"), Ready(L"TAMSIN-CTE-GAME"),
-                                        Ready(L"TAMSIN-MAINLINE-GAME"), Ready(L"TAVR-GAME")));
 }
 
 // The notifier of a host that does everything at once.

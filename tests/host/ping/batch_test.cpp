@@ -5,13 +5,11 @@
 
 #include <map>
 #include <mutex>
-#include <new>
 #include <optional>
 #include <string>
 #include <tuple>
 #include <vector>
 
-#include "tests/support/allocation_tracker.h"
 #include "tests/support/dll_host.h"
 #include "tests/support/import_redirector.h"
 #include "tests/support/ping_helper.h"
@@ -23,29 +21,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::SizeIs;
-
-// Every allocation of the call in turn.
-TEST(PingBatch, ThrowsWhenMemoryRunsOutAndStartsNothing) {
-  DllHost host;
-  // No thread is started, so that all allocations are the call's.
-  IMPORT_HOOK(CreateThread) creates(host.Module());
-  creates.FailAlways(static_cast<HANDLE>(nullptr), ERROR_NOT_ENOUGH_MEMORY);
-  AllocationTracker memory(host.Module());
-  const wchar_t* const addresses[] = {L"10.0.0.1", L"10.0.0.2"};
-  EXPECT_TRUE(host->PingBatch(L"batch", addresses, 2));
-  const std::size_t count = memory.Count();
-  ASSERT_GT(count, 0U);
-  for (std::size_t failed = 0; failed < count; ++failed) {
-    memory.FailOne(failed);
-    EXPECT_THROW(host->PingBatch(L"batch", addresses, 2), std::bad_alloc) << failed;
-    memory.FailNone();
-  }
-  // The one that found memory.
-  EXPECT_EQ(creates.CallCount(), 1U);
-  host->WaitForThreads();
-  EXPECT_EQ(host.Notifications().CallCount(), 0);
-  EXPECT_TRUE(host.Drain().empty());
-}
 
 TEST(PingBatch, AddressesAreNeitherCheckedNorEscaped) {
   DllHost host;

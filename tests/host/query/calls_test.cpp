@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "tests/host/query/query_server.h"
-#include "tests/support/allocation_tracker.h"
 #include "tests/support/dll_host.h"
 #include "tests/support/import_redirector.h"
 #include "tests/support/stream_capture.h"
@@ -451,22 +450,6 @@ TEST_F(QueryCalls, WithoutMemoryForAMessageTheSocketIsClosedAndTheHostNotified) 
                             "AppLauncher::QueryThreadWrap: Query request text (1) failed "
                             "with exception"));
   }
-}
-
-// A query for which there is no memory at its start is neither made nor reported.
-TEST(QueryWithoutMemory, LeavesNothingBehind) {
-  DllHost host;
-  // How many allocations the host's own thread makes until the query's thread runs.
-  constexpr std::size_t kFirst = 4;
-  for (std::size_t number = 0; number < kFirst; ++number) {
-    AllocationTracker memory(host.Module());
-    memory.FailOne(number);
-    host->QueryServer(L"a request with a long identifier", L"and a long second text", L"1",
-                      L"127.0.0.1", 9);
-    EXPECT_EQ(memory.Outstanding(), 0u) << number;
-  }
-  host->WaitForThreads();
-  EXPECT_THAT(host.Drain(), testing::IsEmpty());
 }
 
 }  // namespace

@@ -15,12 +15,12 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/allocation_tracker.h"
 #include "tests/support/dll_host.h"
 #include "tests/support/import_redirector.h"
 #include "tests/support/line_hook.h"
 #include "tests/support/lock_probe.h"
 #include "tests/support/ping_helper.h"
+#include "tests/support/stream_capture.h"
 #include "tests/support/text.h"
 
 namespace test_support {
@@ -257,26 +257,15 @@ TEST_P(PingQueryWorkers, DestructionWaitsForTheResultAndDiscardsIt) {
   });
   Start();
   EXPECT_TRUE(WaitFor(posting.Get(), kPatienceMs));
+  const StreamCapture log;
   WaitingCall destruction(host, [&] { host.Destroy(); });
+  // The applications go after the worker.
+  EXPECT_THAT(log.Text(), testing::StartsWith("AppLauncher::~AppLauncher: Destroying instance "));
+  EXPECT_EQ(CountOf(log.Text(), "BaseApp::~BaseApp"), 0U);
   destruction.Release();
   SetEvent(gate.Get());
   EXPECT_TRUE(destruction.Join());
   EXPECT_EQ(host.Notifications().CallCount(), 1);
-}
-
-TEST_P(PingQueryWorkers, ResultsOfALauncherBeingDestroyedLeaveNoMemoryBehind) {
-  // A first launcher, with what the run-time allocates once per process.
-  Start();
-  host.Destroy();
-  const auto blocksOfALife = [this](bool withWork) {
-    const AllocationTracker memory(host.Module());
-    host.Create();
-    if (withWork) Start();
-    host.Destroy();
-    return memory.Outstanding();
-  };
-  const std::size_t without = blocksOfALife(false);
-  EXPECT_EQ(blocksOfALife(true), without);
 }
 
 TEST(PingWorkers, BatchWritesItsFirstLinesBeforeTheLockIsTaken) {

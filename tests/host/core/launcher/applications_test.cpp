@@ -63,24 +63,6 @@ class CoreKnownApplication : public testing::TestWithParam<const wchar_t*> {
   DllHost host;
 };
 
-TEST_P(CoreKnownApplication, KeepsParametersOfItsOwn) {
-  const StreamCapture errors;
-  EXPECT_EQ(host.GetParameter(GetParam(), L"key"), L"");
-  EXPECT_TRUE(host->SetParameter(GetParam(), L"key", L"value"));
-  for (const wchar_t* const id : kAllAppIds) {
-    EXPECT_EQ(host.GetParameter(id, L"key"), std::wstring(id) == GetParam() ? L"value" : L"");
-  }
-}
-
-TEST_P(CoreKnownApplication, IsNotFoundUnderItsNameInSmallLetters) {
-  const StreamCapture errors;
-  std::wstring small = GetParam();
-  for (wchar_t& letter : small) letter = static_cast<wchar_t>(std::towlower(letter));
-  EXPECT_FALSE(host->SetParameter(small.c_str(), L"key", L"value"));
-  EXPECT_EQ(host.GetVersion(small.c_str()), L"INVALID_APP_ID");
-  EXPECT_EQ(host.GetVersion(GetParam()), L"NOT_INSTALLED");
-}
-
 TEST_P(CoreKnownApplication, NeedsNoLock) {
   DllHost other(DllHost::Creation::kLater);
   const LockProbe probe(other.Module());
@@ -149,62 +131,6 @@ TEST(CoreStrings, TheVersionEqualsTheExportedOne) {
   DllHost host;
   EXPECT_EQ(host.GetLauncherVersion(), L"162");
   EXPECT_EQ(host.GetLauncherVersion(), host.Dll().version);
-}
-
-// Every allocation of a slot in turn.
-class CoreStringsWithoutMemory : public testing::Test {
- protected:
-  template <typename Slot>
-  void ExpectNull(const Slot& slot, const std::wstring& otherwise) {
-    AllocationTracker memory(host.Module());
-    // The first exception of a thread leaves notes of the C++ run-time behind.
-    memory.FailOne(0);
-    EXPECT_EQ(TakeText(*host.Launcher(), slot()), L"<null>");
-    memory.FailNone();
-    const std::size_t notes = memory.Outstanding();
-    std::size_t failed = 0;
-    for (;; ++failed) {
-      ASSERT_LT(failed, 200u);
-      memory.FailOne(failed);
-      IString* const text = slot();
-      const bool wasReached = memory.Count() > failed;
-      memory.FailNone();
-      if (!wasReached) {
-        EXPECT_EQ(TakeText(*host.Launcher(), text), otherwise);
-        break;
-      }
-      // A line of the log that found no memory is no reason to fail.
-      if (text != nullptr) {
-        EXPECT_EQ(TakeText(*host.Launcher(), text), otherwise);
-      } else {
-        ++nulls;
-      }
-      EXPECT_EQ(memory.Outstanding(), notes) << failed;
-    }
-    EXPECT_GE(nulls, 1);
-  }
-
-  StreamCapture errors;
-  DllHost host;
-  int nulls = 0;
-};
-
-TEST_F(CoreStringsWithoutMemory, SlotsReturnNull) {
-  const std::wstring value(100, L'x');
-  host->SetParameter(L"TAVR-GAME", L"key", value.c_str());
-  ExpectNull([&] { return host->GetLauncherVersion(); }, L"162");
-  ExpectNull([&] { return host->GetVersion(L"NONE"); }, L"INVALID_APP_ID");
-  ExpectNull([&] { return host->GetExtraArguments(L"NONE"); }, L"INVALID_APP_ID");
-  ExpectNull([&] { return host->GetParameter(L"TAVR-GAME", L"key"); }, value);
-}
-
-TEST_F(CoreStringsWithoutMemory, SetParameterReturnsFalse) {
-  AllocationTracker memory(host.Module());
-  const std::wstring value(100, L'x');
-  memory.FailOne(0);
-  EXPECT_FALSE(host->SetParameter(L"TAVR-GAME", L"a key of some length", value.c_str()));
-  memory.FailNone();
-  EXPECT_EQ(host.GetParameter(L"TAVR-GAME", L"a key of some length"), L"");
 }
 
 }  // namespace

@@ -73,67 +73,6 @@ TEST_F(CoreThreads, AreWaitedForWithoutTheLock) {
   EXPECT_EQ(probe.EnteredBy(own), before);
 }
 
-TEST_F(CoreThreads, WaitingWithoutAnyReturnsAtOnce) {
-  host.Create();
-  const std::size_t mark = errors.Mark();
-  host->WaitForThreads();
-  EXPECT_EQ(errors.Text(mark), "");
-}
-
-// The worker stands still in its first call of the helper's installation until the test lets it go.
-TEST_F(CoreThreads, DestructionBlocksUntilTheWorkerHasPostedItsResult) {
-  const ScopedHandle workerArrived = MakeManualResetEvent();
-  const ScopedHandle mayGoOn = MakeManualResetEvent();
-  IMPORT_HOOK(CoCreateGuid) guid(host.Module());
-  guid.SetReplacement([&](GUID* id) {
-    SetEvent(workerArrived.Get());
-    WaitFor(mayGoOn.Get(), kPatienceMs);
-    return guid.CallOriginal(id);
-  });
-  const DWORD own = GetCurrentThreadId();
-  std::vector<std::string> steps;
-  std::mutex mutex;
-  const auto step = [&](const char* name) {
-    const std::lock_guard guard(mutex);
-    steps.push_back(name);
-  };
-  IMPORT_HOOK(WaitForSingleObject) waits(host.Module());
-  waits.SetReplacement([&](HANDLE handle, DWORD timeout) {
-    // The destruction has come to its wait; only now does the worker go on.
-    if (GetCurrentThreadId() == own && timeout == INFINITE) SetEvent(mayGoOn.Get());
-    return waits.CallOriginal(handle, timeout);
-  });
-  host.Create();
-  host.Notifications().SetInsideCall([&] { step("posted"); });
-  StartBatch();
-  ASSERT_TRUE(WaitFor(workerArrived.Get(), kPatienceMs));
-  const std::size_t mark = errors.Mark();
-  host.Destroy();
-  step("destroyed");
-  EXPECT_THAT(steps, ElementsAre("posted", "destroyed"));
-  // The applications went after the worker.
-  const std::string lines = errors.Text(mark);
-  EXPECT_LT(lines.find("AppLauncher::~AppLauncher: Destroying instance "),
-            lines.find("AppLauncher::PingThreadWrap: Ping took "));
-  EXPECT_LT(lines.find("AppLauncher::PingThreadWrap: Ping took "),
-            lines.find("BaseApp::~BaseApp: Destroying instance "));
-}
-
-TEST(CoreDestructor, WritesItsAddressFirst) {
-  DllHost host;
-  const StreamCapture errors;
-  const std::string address = PointerText(host.Launcher());
-  host.Destroy();
-  const std::vector<std::string> lines = Lines(errors.Text());
-  ASSERT_THAT(lines, SizeIs(9));
-  EXPECT_EQ(lines[0], "AppLauncher::~AppLauncher: Destroying instance " + address);
-  std::set<std::string> others(lines.begin() + 1, lines.end());
-  EXPECT_THAT(others, SizeIs(8));
-  for (const std::string& line : others) {
-    EXPECT_EQ(line.substr(0, 38), "BaseApp::~BaseApp: Destroying instance");
-  }
-}
-
 TEST(CoreDestructor, EndsTheApplicationsThenTheLock) {
   DllHost host;
   host.Post(L"s", L"unfetched");
