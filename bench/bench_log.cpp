@@ -19,6 +19,9 @@ int main() {
     launcher::LogLine(L"%s: Setting parameter %s to %s\n", L"BaseApp::SetParameter", L"APP_VERSION",
                       L"1.2.3.4");
   };
+  const auto writeToStream = [&] { std::fwrite(finished.data(), 1, finished.size(), stderr); };
+  bench::PrintFigure("the finished text to the same stream, of one WriteFile",
+                     bench::Compare(writeFinished, 2000, writeToStream, 2000).ratio, "times");
   bench::PrintRatio("a log line", "one WriteFile of the finished text",
                     bench::Compare(writeFinished, 2000, writeLine, 2000), 1.5);
   return 0;

@@ -57,9 +57,12 @@ void NetMessage::SegmentRead(void* destination, std::size_t count) {
 }
 
 std::string_view NetMessage::ReadString() {
-  const std::size_t length = ReadByte();
-  *std::copy_n(Take(length), length, stringBuffer) = '\0';
-  return stringBuffer;
+  const std::size_t announced = ReadByte();
+  const std::span bytes(Take(announced), announced);
+  char* const end =
+      std::copy(bytes.begin(), std::find(bytes.begin(), bytes.end(), '\0'), stringBuffer);
+  *end = '\0';
+  return {stringBuffer, end};
 }
 
 void NetMessage::SegmentWrite(std::span<const std::uint8_t> bytes) {
