@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "hosts/common/known_applications.h"
+#include "hosts/common/results.h"
 #include "hosts/common/text.h"
 
 namespace host {
@@ -71,8 +72,8 @@ void LauncherClient::PostEvent(const Event& event) {
                      arguments[3], arguments[4], arguments[5], arguments[6], arguments[7]);
 }
 
-void LauncherClient::PingBatch(const std::string& batchId,
-                               const std::vector<std::string>& addresses) {
+void LauncherClient::PingBatch(const std::string& batchId, std::vector<std::string> addresses) {
+  addresses.emplace_back(kImpossibleAddress);
   launcher.PingBatch(batchId, addresses);
   ++outstanding;
 }

@@ -50,7 +50,9 @@ class LauncherClient {
   // The launcher's operations. The request id of a query must be no application's identifier, and
   // an event of the host's own must not look like a result.
   void PostEvent(const Event& event);
-  void PingBatch(const std::string& batchId, const std::vector<std::string>& addresses);
+  /// Of up to `kMostAddresses` addresses. The impossible one is added, as `ReadPingResult` expects.
+  void PingBatch(const std::string& batchId, std::vector<std::string> addresses);
+  static constexpr std::size_t kMostAddresses = 255;  // with the added one as many as have times
   bool IsInstalled(const std::string& appId);
   std::string GetVersion(const std::string& appId);
   std::string GetParameter(const std::string& appId, const std::string& key);

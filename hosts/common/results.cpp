@@ -27,6 +27,10 @@ constexpr LineValue kNoValue{};
 
 constexpr LineValue Number(std::uint64_t most) { return {Kind::kNumber, most}; }
 
+[[noreturn]] void ThrowNotWritten() {
+  throw std::runtime_error("the launcher cannot have written this result");
+}
+
 // The reader has checked that it is one.
 std::uint64_t ToNumber(std::string_view text) {
   std::uint64_t value = 0;
@@ -66,7 +70,7 @@ class ResultLines {
 
   std::vector<FoundLine> Read(std::string_view text, Result& result) const {
     const auto found = reader->Read(text);
-    if (!found) throw std::runtime_error("the launcher cannot have written this result");
+    if (!found) ThrowNotWritten();
     for (const FoundLine& line : *found) {
       if (uses[line.form]) uses[line.form](result, line.value);
     }
@@ -324,10 +328,16 @@ bool IsAmbiguous(const QueryLines& lines, const std::vector<FoundLine>& found) {
   return false;
 }
 
-class PingLines : public ResultLines<std::vector<PingTime>> {
+// Of the launcher, zeros and times of no answer included.
+struct RawTime {
+  std::string address;
+  std::uint32_t milliseconds = 0;
+};
+
+class PingLines : public ResultLines<std::vector<RawTime>> {
  public:
   PingLines() {
-    using Times = std::vector<PingTime>;
+    using Times = std::vector<RawTime>;
     const int first = Add(0, {"["});
     const int next = NewPlace();
     const int inEntry = NewPlace();
@@ -367,11 +377,22 @@ Json ToJson(const Player& player) {
 
 }  // namespace
 
-std::vector<PingTime> ReadPingResult(const std::string& text) {
+PingResult ReadPingResult(const std::string& text) {
+  // The launcher asks the helper to wait so long for an echo. What is above is no time.
+  constexpr std::uint32_t kLongestTime = 500;
   static const PingLines lines;
-  std::vector<PingTime> times;
-  lines.Read(text, times);
-  return times;
+  std::vector<RawTime> raw;
+  lines.Read(text, raw);
+  if (raw.empty() || raw.back().address != kImpossibleAddress) ThrowNotWritten();
+  PingResult result;
+  result.hasTimes = raw.back().milliseconds != 0;
+  raw.pop_back();
+  for (RawTime& time : raw) {
+    const bool isAnswer = result.hasTimes && time.milliseconds <= kLongestTime;
+    result.times.push_back(
+        {std::move(time.address), isAnswer ? std::optional(time.milliseconds) : std::nullopt});
+  }
+  return result;
 }
 
 ServerState ReadQueryResult(const std::string& text) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,13 +14,21 @@ namespace host {
 /// Keeps the order in which members are added.
 using Json = nlohmann::ordered_json;
 
+/// The last address of every batch: one that cannot answer. A helper that was there has written
+/// something other than 0 for it, while a batch that no helper answered is all 0. Only so can a time
+/// of less than a millisecond be told from no time at all.
+inline constexpr char kImpossibleAddress[] = "256.0.0.1";
+
 struct PingTime {
   std::string address;
-  std::uint32_t milliseconds = 0;
+  std::optional<std::uint32_t> milliseconds;  // nothing for an address that did not answer
 };
 
-/// The helper's time for an address that did not answer.
-inline constexpr std::uint32_t kNoAnswer = 0xFFFFFFFF;
+struct PingResult {
+  /// Whether the helper has written times. It is missing, does not start or does not answer when not.
+  bool hasTimes = false;
+  std::vector<PingTime> times;  // without that of the impossible address
+};
 
 struct Player {
   std::string playerId;  // 64 bits, more than a JavaScript number holds
@@ -76,8 +85,9 @@ struct ServerState {
 };
 
 /// Both take the text of the event, read exactly the lines that the launcher writes, and throw
-/// std::runtime_error for a text that it cannot have written. No server can make it write one.
-std::vector<PingTime> ReadPingResult(const std::string& text);
+/// std::runtime_error for a text that it cannot have written. No server can make it write one. The
+/// batch must have ended with the impossible address.
+PingResult ReadPingResult(const std::string& text);
 ServerState ReadQueryResult(const std::string& text);
 
 /// The same as strict JSON, for programs that read this one's output.

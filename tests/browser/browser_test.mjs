@@ -16,6 +16,15 @@ import {ROOT, Stage} from '../../hosts/browser/stage/stage.mjs';
 
 const SOLANO = 'tr[data-app="SOLANO-GAME"]';
 
+const PRERENDERED_PAGE = `<!doctype html><p id="state"></p><script type="module">
+  import {connectLauncher} from '/launcher.js';
+  const connecting = connectLauncher();
+  localStorage.setItem('asked', document.prerendering);
+  const launcher = await connecting;
+  document.querySelector('#state').textContent = 'connected';
+  launcher.close();
+</script>`;
+
 let stage;
 let browser;
 let installation;
@@ -32,7 +41,12 @@ before(async () => {
   gameServerPort = await stage.startGameServer(
     '--mode', 'Breach', '--map', 'Old Harbour', '--name', 'Aldo <b>"the Rock"</b>',
   );
-  listed = await servePages();
+  listed = await servePages({
+    extraPages: {
+      '/beside.html': '<!doctype html><a href="/prerendered.html">to the other page</a>',
+      '/prerendered.html': PRERENDERED_PAGE,
+    },
+  });
   halfListed = await servePages();
   unlisted = await servePages({
     extraPages: {'/frame.html': `<!doctype html><iframe src="${listed.origin}/"></iframe>`},
@@ -343,6 +357,33 @@ test('a page that comes back out of the cache is connected again', async () => {
   assert.equal(await browser.run(async () => globalThis.isTheSamePage), true);
   await browser.click('#refresh');
   await browser.waitForText(`${SOLANO} .pill`, /^(Not running|Ended)$/);
+});
+
+test('a prerendered page connects when it is shown', async () => {
+  await browser.open(`${listed.origin}/beside.html`);
+  const starts = stage.programStarts();
+  // The page that is being prerendered says so by a change of the storage that both share.
+  const seen = await browser.run(
+    (rules) =>
+      new Promise((resolve) => {
+        localStorage.clear();
+        globalThis.addEventListener('storage', ({key, newValue}) => resolve([key, newValue]));
+        const script = document.createElement('script');
+        script.type = 'speculationrules';
+        script.textContent = rules;
+        document.body.append(script);
+      }),
+    JSON.stringify({prerender: [{source: 'list', urls: ['/prerendered.html']}]}),
+  );
+  assert.deepEqual(seen, ['asked', 'true']);
+  assert.equal(stage.programStarts(), starts);
+  await browser.click('a');
+  await browser.waitForText('#state', /^connected$/);
+  const [navigation] = await browser.run(async () =>
+    performance.getEntriesByType('navigation').map(({activationStart}) => activationStart),
+  );
+  assert.ok(navigation > 0, 'the page was not prerendered');
+  assert.equal(stage.programStarts(), starts + 1);
 });
 
 test('a listed page may not name programs of its own', async () => {

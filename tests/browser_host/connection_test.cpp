@@ -2,11 +2,13 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "tests/browser_host/native_program.h"
 #include "tests/host/kit/kit_program.h"
 #include "tests/support/dll_host.h"
 #include "tests/support/environment_variable.h"
+#include "tests/support/pipe_server.h"
 #include "tests/support/text.h"
 
 namespace test_support {
@@ -236,6 +238,42 @@ TEST_F(BrowserHostBatch, AHelperThatIsBeingStartedGetsGoing) {
   program->CloseInput();
   EXPECT_EQ(program->ExitCode(), 0U);
   EXPECT_TRUE(WaitFor(helperDone.Get(), kPatienceMs));
+}
+
+/// The launcher holds hundreds of events, of which the first has been delivered: a game has sent so
+/// many commands at once.
+class BrowserHostManyEvents : public BrowserHostConnection {
+ protected:
+  BrowserHostManyEvents() : program(Arguments()) {
+    Hello(program);
+    EXPECT_TRUE(game.Accept(kPatienceMs));
+    constexpr std::string_view kFrame{"KE\x08\0\x01\x65\0\0", 8};  // the command "e"
+    std::string frames;
+    for (std::size_t i = 0; i < kEvents; ++i) frames += kFrame;
+    EXPECT_TRUE(game.Write(frames, kPatienceMs));
+    program.ReceiveEvent("e");
+  }
+
+  static constexpr std::size_t kEvents = 512;  // 4,096 bytes, which the launcher reads at once
+  PipeServer game{LR"(\\.\pipe\solano_pellmar)"};
+  NativeProgram program;
+};
+
+// The next few wait in the pipe already.
+
+TEST_F(BrowserHostManyEvents, AreDeliveredBetweenRequests) {
+  program.Send(R"({"id": 900, "method": "echo"})");
+  std::size_t before = 0;
+  while (program.ReceiveJson().value("id", 0) != 900) ++before;
+  EXPECT_LT(before, kEvents / 2);
+}
+
+TEST_F(BrowserHostManyEvents, DoNotHoldUpTheEnd) {
+  program.CloseInput();
+  std::size_t after = 0;
+  while (program.Receive()) ++after;
+  EXPECT_LT(after, kEvents / 2);
+  EXPECT_EQ(program.ExitCode(), 0U);
 }
 
 TEST_F(BrowserHostConnection, PrintsHelp) {

@@ -198,13 +198,35 @@ TEST_F(BrowserHostRequests, TellsNoAnswerFromATime) {
       {"address": "127.255.255.255", "milliseconds": null}])"));
 }
 
+TEST_F(BrowserHostRequests, TellsAMissingHelperFromATime) {
+  for (const char* const helperMode : {"silent", "short1023"}) {
+    mode.Set(Widen(helperMode));
+    NativeProgram other(Arguments());
+    Hello(other);
+    other.Call("pingBatch", {{"batchId", "one"}, {"addresses", {"127.0.0.1"}}});
+    const Json event = other.ReceiveEvent("PingBatchResult");
+    EXPECT_EQ(event["arguments"], Json::array({"one"})) << helperMode;
+    EXPECT_EQ(event["result"], nullptr) << helperMode;
+    EXPECT_EQ(event["code"], "helper_missing") << helperMode;
+  }
+}
+
+TEST_F(BrowserHostRequests, EveryAddressOfTheLargestBatchHasATime) {
+  const Json params = {{"batchId", "one"},
+                       {"addresses", std::vector<std::string>(255, "127.0.0.1")}};
+  EXPECT_EQ(Result("pingBatch", params), true);
+  const Json result = program.ReceiveEvent("PingBatchResult")["result"];
+  ASSERT_EQ(result.size(), 255U);
+  EXPECT_EQ(result[254]["milliseconds"], 255);
+}
+
 TEST_F(BrowserHostRequests, ChecksAddresses) {
   for (const char* const address : {"localhost", "127.0.0.1|127.0.0.2", "", "1.2.3"}) {
     EXPECT_EQ(program.CallForError("pingBatch", {{"batchId", "a"}, {"addresses", {address}}}),
               "invalid_params")
         << address;
   }
-  const Json tooMany = std::vector<std::string>(257, "127.0.0.1");
+  const Json tooMany = std::vector<std::string>(256, "127.0.0.1");
   EXPECT_EQ(program.CallForError("pingBatch", {{"batchId", "a"}, {"addresses", tooMany}}),
             "invalid_params");
 }

@@ -256,23 +256,44 @@ TEST(QueryResult, BecomesStrictJson) {
   EXPECT_EQ(json["ambiguous"], false);
 }
 
-TEST(PingResult, IsRead) {
-  const auto times = ReadPingResult(
-      "[\n\t{\n\t\t\"ipAddress\": \"10.0.0.1\",\n\t\t\"roundTripMSEC\": 23\n\t},\n"
-      "\t{\n\t\t\"ipAddress\": \"a \"b\"\\\",\n\t\t\"roundTripMSEC\": 4294967295\n\t}\n]\n");
-  ASSERT_EQ(times.size(), 2U);
-  EXPECT_EQ(times[0].address, "10.0.0.1");
-  EXPECT_EQ(times[0].milliseconds, 23U);
-  EXPECT_EQ(times[1].address, "a \"b\"\\");
-  EXPECT_EQ(times[1].milliseconds, kNoAnswer);
+// A batch of one address, and of the one that cannot answer.
+std::string TwoTimes(const std::string& address, const std::string& time,
+                     const std::string& timeOfImpossible) {
+  return "[\n\t{\n\t\t\"ipAddress\": \"" + address + "\",\n\t\t\"roundTripMSEC\": " + time +
+         "\n\t},\n\t{\n\t\t\"ipAddress\": \"256.0.0.1\",\n\t\t\"roundTripMSEC\": " +
+         timeOfImpossible + "\n\t}\n]\n";
 }
 
-TEST(PingResult, MayBeEmpty) { EXPECT_TRUE(ReadPingResult("[\n]\n").empty()); }
+TEST(PingResult, IsRead) {
+  struct {
+    const char* time;
+    const char* timeOfImpossible;
+    bool hasTimes;
+    std::optional<std::uint32_t> milliseconds;
+  } const cases[]{
+      {"23", "4294967295", true, 23},
+      {"0", "4294967295", true, 0},
+      {"500", "2", true, 500},
+      {"501", "2", true, std::nullopt},
+      {"4294967295", "4294967295", true, std::nullopt},
+      {"0", "0", false, std::nullopt},
+      {"7", "0", false, std::nullopt},
+  };
+  for (const auto& [time, timeOfImpossible, hasTimes, milliseconds] : cases) {
+    const PingResult result = ReadPingResult(TwoTimes("a \"b\"\\", time, timeOfImpossible));
+    EXPECT_EQ(result.hasTimes, hasTimes) << time;
+    ASSERT_EQ(result.times.size(), 1U);
+    EXPECT_EQ(result.times[0].address, "a \"b\"\\");
+    EXPECT_EQ(result.times[0].milliseconds, milliseconds) << time;
+  }
+}
 
-TEST(PingResult, ATimeBeyond32BitsIsRefused) {
-  EXPECT_THROW(ReadPingResult(
-                   "[\n\t{\n\t\t\"ipAddress\": \"\",\n\t\t\"roundTripMSEC\": 4294967296\n\t}\n]\n"),
+TEST(PingResult, OthersAreRefused) {
+  EXPECT_THROW(ReadPingResult("[\n]\n"), std::runtime_error);
+  EXPECT_THROW(ReadPingResult("[\n\t{\n\t\t\"ipAddress\": \"10.0.0.1\",\n"
+                              "\t\t\"roundTripMSEC\": 1\n\t}\n]\n"),
                std::runtime_error);
+  EXPECT_THROW(ReadPingResult(TwoTimes("10.0.0.1", "4294967296", "1")), std::runtime_error);
 }
 
 }  // namespace

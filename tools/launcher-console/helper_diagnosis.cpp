@@ -1,6 +1,5 @@
 #include "hosts/common/text.h"
 #include "tools/launcher-console/diagnosis.h"
-#include "tools/launcher-console/ping_answers.h"
 #include "tools/launcher-console/system_facts.h"
 
 namespace console {
@@ -67,11 +66,11 @@ std::string InstallationFolder(Findings& findings) {
 void AskHelper(Session& session, host::LauncherClient& launcher, std::chrono::milliseconds patience,
                Findings& findings) {
   bool hasTimes = false;
-  launcher.PingBatch("doctor", {"127.0.0.1", kImpossibleAddress});
+  launcher.PingBatch("doctor", {"127.0.0.1"});
   const bool isBack =
       session.Wait(patience, Session::Polling::kNo, [&hasTimes](const host::Event& event) {
         if (!host::IsPingResult(event)) return false;
-        hasTimes = HasTimes(host::ReadPingResult(event.arguments[1]));
+        hasTimes = host::ReadPingResult(event.arguments[1]).hasTimes;
         return true;
       });
   const std::string advice =

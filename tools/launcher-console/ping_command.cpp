@@ -1,11 +1,11 @@
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <optional>
 
 #include "hosts/common/checks.h"
 #include "tools/launcher-console/commands.h"
 #include "tools/launcher-console/options.h"
-#include "tools/launcher-console/ping_answers.h"
 
 namespace console {
 namespace {
@@ -18,8 +18,7 @@ struct PingArguments {
   std::optional<std::uint32_t> most;  // milliseconds
 };
 
-// With the address that cannot answer a batch has fewer than the 256 times that it has room for,
-// and small ones show progress on the way.
+// Small batches show progress on the way.
 constexpr std::size_t kAddressesPerBatch = 64;
 constexpr std::size_t kMaxAddresses = 4096;
 
@@ -131,19 +130,18 @@ class Ping {
       const std::size_t end = std::min(begin + kAddressesPerBatch, open.size());
       std::vector<std::string> batch;
       for (std::size_t i = begin; i < end; ++i) batch.push_back(open[i]->address);
-      batch.emplace_back(kImpossibleAddress);
-      session.Launcher().PingBatch(std::to_string(begin), batch);
+      session.Launcher().PingBatch(std::to_string(begin), std::move(batch));
     }
     std::size_t measured = 0;
     const bool isComplete = session.Wait(
         ToMilliseconds(arguments.rounds.timeoutSeconds), Session::Polling::kNo,
         [&](const host::Event& event) {
           if (!host::IsPingResult(event)) return false;
-          const auto times = host::ReadPingResult(event.arguments[1]);
+          const auto [hasTimes, times] = host::ReadPingResult(event.arguments[1]);
           const std::size_t begin = std::stoul(event.arguments[0]);
-          hasHelper = hasHelper || HasTimes(times);
-          for (std::size_t i = 0; i + 1 < times.size() && begin + i < open.size(); ++i) {
-            open[begin + i]->answers.back() = TimeOf(times, i);
+          hasHelper = hasHelper || hasTimes;
+          for (std::size_t i = 0; i < times.size() && begin + i < open.size(); ++i) {
+            open[begin + i]->answers.back() = times[i].milliseconds;
             ++measured;
           }
           return measured == open.size();
@@ -180,7 +178,7 @@ class Ping {
   std::vector<const Target*> Shown() const {
     const auto time = [](const Target* target) {
       const auto times = target->Times();
-      return times.empty() ? static_cast<double>(host::kNoAnswer) : Summarize(times).median;
+      return times.empty() ? std::numeric_limits<double>::infinity() : Summarize(times).median;
     };
     std::vector<const Target*> shown;
     for (const Target& target : targets) {

@@ -9,6 +9,7 @@ export type ErrorCode =
   | 'program_forbidden'
   | 'program_ended'
   | 'dll_missing'
+  | 'helper_missing'
   | 'not_permitted'
   | 'unknown_application'
   | 'unknown_method'
@@ -125,6 +126,7 @@ export declare class Launcher extends EventTarget {
   pollApps(): Promise<null>;
   waitForThreads(): Promise<null>;
   echo<T>(value: T): Promise<T>;
+  /** Batches have 1 to 255 addresses. */
   ping(
     addresses: string[],
     options?: {batchSize?: number; onProgress?: (progress: PingProgress) => void},

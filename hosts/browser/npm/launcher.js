@@ -186,6 +186,7 @@ export class Launcher extends EventTarget {
   /**
    * Times for addresses, in their order: [{address, milliseconds}], with null for one that did not
    * answer. Asked in small batches, two at a time, so that `onProgress` has something to tell.
+   * Rejects with the code "helper_missing" when no times can be had on this computer.
    */
   async ping(addresses, {batchSize = 4, onProgress = () => {}} = {}) {
     const batches = [];
@@ -305,7 +306,8 @@ export class Launcher extends EventTarget {
     if ('result' in event) {
       // A batch is named by its first argument, a query by its source.
       const promise = this.#settle(this.#results, event.source || event.arguments[0]);
-      if (event.problem) promise?.reject(new LauncherError({code: 'failed', message: event.problem}));
+      const {code = 'failed', problem: message} = event;
+      if (message) promise?.reject(new LauncherError({code, message}));
       else promise?.resolve(event.result);
     } else if (event.name === 'StateChanged') {
       this.#tell('statechanged', {appId: event.source, state: event.arguments[0]});

@@ -12,6 +12,8 @@ const ADVICE = {
   program_forbidden:
     'The program does not accept this extension: its manifest names another identifier.',
   dll_missing: 'The program found no launcher.dll that it can load. Install it again.',
+  helper_missing:
+    'The helper program gave no times: it is missing, or does not start. Install the games’ service again.',
   program_ended: 'The program has ended. Reload the page.',
   timed_out: 'There was no answer in time. Look for a message box of the launcher, then try again.',
   busy: 'Too much at once. Wait a moment and try again.',

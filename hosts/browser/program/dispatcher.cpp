@@ -14,7 +14,6 @@ namespace {
 
 // Each is a thread, and a ping batch a process, too.
 constexpr std::size_t kMostOutstandingResults = 16;
-constexpr std::size_t kMostAddresses = 256;  // as many as a batch has times for
 constexpr std::uint64_t kHighestPort = 65535;
 
 // The launcher makes a link of its command line.
@@ -23,12 +22,17 @@ constexpr std::string_view kStoreClient = "OSTREL-APP";
 // A page cannot harm with it.
 constexpr std::string_view kHarmlessParameter = "EXTRA_ARGUMENTS";
 
-Json ToJson(const std::vector<host::PingTime>& times) {
+Json ToJson(const host::PingResult& result) {
+  if (!result.hasTimes) {
+    throw RequestError(
+        "helper_missing",
+        "the helper program gave no times: it is missing, does not start or does not "
+        "answer");
+  }
   Json list = Json::array();
-  for (const host::PingTime& time : times) {
-    const bool hasAnswer = time.milliseconds != host::kNoAnswer;
-    list.push_back({{"address", time.address},
-                    {"milliseconds", hasAnswer ? Json(time.milliseconds) : Json(nullptr)}});
+  for (const auto& [address, milliseconds] : result.times) {
+    list.push_back({{"address", address},
+                    {"milliseconds", milliseconds ? Json(*milliseconds) : Json(nullptr)}});
   }
   return list;
 }
@@ -47,6 +51,10 @@ Json ResultMessage(const host::Event& event, const std::function<Json()>& read) 
                {"arguments", Json::array({event.arguments[0]})}};
   try {
     json["result"] = read();
+  } catch (const RequestError& error) {
+    json["result"] = nullptr;
+    json["code"] = error.code;
+    json["problem"] = error.what();
   } catch (const std::exception& error) {
     json["result"] = nullptr;
     json["problem"] = error.what();
@@ -124,7 +132,8 @@ Json Dispatcher::PostEvent(const Request& request) {
 
 Json Dispatcher::PingBatch(const Request& request) {
   const std::string batchId = request.Text("batchId");
-  const std::vector<std::string> addresses = request.Texts("addresses", kMostAddresses);
+  const std::vector<std::string> addresses =
+      request.Texts("addresses", host::LauncherClient::kMostAddresses);
   for (const std::string& address : addresses) {
     if (!host::IsIpv4Address(address)) {
       throw RequestError("invalid_params", "'" + address + "' is no IPv4 address");

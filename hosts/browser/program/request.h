@@ -13,7 +13,8 @@ namespace browser_host {
 
 using host::Json;
 
-/// Answers a request with an error. The codes stand in docs/browser-host.md.
+/// Answers a request with an error, or takes the place of a result. The codes are in
+/// docs/browser-host.md.
 class RequestError : public std::runtime_error {
  public:
   RequestError(std::string errorCode, const std::string& message)
