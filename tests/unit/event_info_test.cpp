@@ -23,27 +23,11 @@ TEST(EventInfo, HoldsTenTexts) {
             (Texts{L"source", L"name", L"a0", L"a1", L"a2", L"a3", L"a4", L"a5", L"a6", L"a7"}));
 }
 
-TEST(EventInfo, IsEmptyAtFirst) {
-  const EventPtr event = EventInfo::Create({});
-  EXPECT_EQ(TextsOf(*event), Texts(10));
-}
-
 TEST(EventInfo, TextsMayBeEmptyAnywhere) {
   const EventPtr event =
       EventInfo::Create({L"", L"name", {L"", L"a1", L"", L"", L"a4", L"", L"", L""}});
   EXPECT_THAT(TextsOf(*event),
               testing::ElementsAre(L"", L"name", L"", L"a1", L"", L"", L"a4", L"", L"", L""));
-}
-
-TEST(EventInfo, CopiesItsTexts) {
-  std::wstring source = L"source";
-  std::wstring last = L"last";
-  const EventPtr event =
-      EventInfo::Create({source, L"name", {L"", L"", L"", L"", L"", L"", L"", last}});
-  source = L"other.";
-  last = L"othe";
-  EXPECT_STREQ(event->GetSource(), L"source");
-  EXPECT_STREQ(event->GetArg7(), L"last");
 }
 
 TEST(EventInfo, TakesPartsOfTexts) {

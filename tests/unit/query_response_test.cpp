@@ -345,24 +345,19 @@ TEST(QueryResponse, NumbersThatChooseTheJsonsSectionAreClearedBefore) {
   EXPECT_EQ(decoded.result.maxArmsLadderLevel, 0);
 }
 
-TEST(QueryResponseTeams, CountByte80AndAboveMeansNone) {
-  for (const int count : {0x80, 0x81, 0xFF}) {
-    EXPECT_EQ(DecodeTeams({{static_cast<std::uint8_t>(count)}}).result.teams.size(), 0U);
+// One more than the byte says, of which all but the first have a faction; from 0x80 on none.
+TEST(QueryResponseTeams, CountByte) {
+  for (const auto& [byte, count] :
+       {std::pair(0x00, 1), std::pair(0x7F, 128), std::pair(0x80, 0), std::pair(0xFF, 0)}) {
+    Bytes factions;
+    for (int i = 1; i < count; ++i) factions.push_back(static_cast<std::uint8_t>(i));
+    const Decoded decoded = DecodeTeams(
+        {{static_cast<std::uint8_t>(byte)}, Bytes(static_cast<std::size_t>(count), 0), factions});
+    ASSERT_EQ(decoded.result.teams.size(), static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i) {
+      EXPECT_EQ(decoded.result.teams[static_cast<std::size_t>(i)].faction, i);
+    }
   }
-}
-
-TEST(QueryResponseTeams, CountByte0MeansOneWithoutAFaction) {
-  const Decoded decoded = DecodeTeams({{0x00, 0x00}});
-  ASSERT_EQ(decoded.result.teams.size(), 1U);
-  EXPECT_EQ(decoded.result.teams[0].faction, 0);
-}
-
-TEST(QueryResponseTeams, CountByte7FMeans128) {
-  Bytes factions(127);
-  for (std::size_t i = 0; i < factions.size(); ++i) factions[i] = static_cast<std::uint8_t>(i + 1);
-  const Decoded decoded = DecodeTeams({{0x7F}, Bytes(128, 0x00), factions});
-  ASSERT_EQ(decoded.result.teams.size(), 128U);
-  for (std::size_t i = 0; i < 128; ++i) EXPECT_EQ(decoded.result.teams[i].faction, i);
 }
 
 TEST(QueryResponseTeams, MostPlayersWithLongTexts) {

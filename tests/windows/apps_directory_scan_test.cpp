@@ -72,11 +72,15 @@ TEST(ReadFileText, EndsAtAZero) {
   EXPECT_EQ(TextOfFile(std::string_view("\xF0\xC3\0cd", 5)), TextOfFile("\xF0\xC3"));
 }
 
-TEST(ReadFileText, IsEmptyForAnEmptyOrMissingFile) {
+TEST(ReadFileText, IsEmptyForAFileThatIsEmptyMissingOrCutShort) {
   EXPECT_EQ(TextOfFile(""), L"");
   const TempDirectory directory;
   EXPECT_EQ(ReadFileText(directory.Join(L"gone")), L"");
   EXPECT_EQ(ReadFileText(directory.Path()), L"");
+  // A file that has grown shorter since its length was asked for.
+  test_support::ImportHook<"ftell", long(FILE*)> tell(ThisProgram());
+  tell.SetReplacement([&](FILE* file) { return tell.CallOriginal(file) + 1; });
+  EXPECT_EQ(TextOfFile("content"), L"");
 }
 
 }  // namespace

@@ -80,16 +80,6 @@ TEST_F(CoreInstallDir, IsTheDefaultValueOfTheKeyOtherwise) {
   EXPECT_EQ(HelperPath(), "C:\\registered\\helperx64.exe");
 }
 
-TEST_F(CoreInstallDir, IsEmptyWithoutTheKey) {
-  ASSERT_FALSE(RegistryKeyExists(kKey));
-  EXPECT_EQ(HelperPath(), "\\helperx64.exe");
-}
-
-TEST_F(CoreInstallDir, IsEmptyWhenTheKeyHasNoDefaultValue) {
-  registry.CreateKey(kKey);
-  EXPECT_EQ(HelperPath(), "\\helperx64.exe");
-}
-
 TEST_F(CoreInstallDir, IsLookedUpAfreshEachTime) {
   registry.SetText(kKey, nullptr, L"C:\\first");
   EXPECT_EQ(HelperPath(), "C:\\first\\helperx64.exe");
@@ -101,39 +91,32 @@ TEST_F(CoreInstallDir, IsLookedUpAfreshEachTime) {
   EXPECT_EQ(HelperPath(), "C:\\second\\helperx64.exe");
 }
 
-// 260 bytes: 129 characters and the terminator.
-TEST_F(CoreInstallDir, IsEmptyWhenTheValueIsLongerThan129Characters) {
-  registry.SetText(kKey, nullptr, std::wstring(129, L'x'));
-  EXPECT_EQ(HelperPath(), std::string(129, 'x') + "\\helperx64.exe");
-  registry.SetText(kKey, nullptr, std::wstring(130, L'x'));
+// 260 bytes hold 129 characters and a terminator. Data of any type is taken as text up to the first
+// zero, and nothing is expanded.
+TEST_F(CoreInstallDir, IsDataOfAnyShape) {
+  ASSERT_FALSE(RegistryKeyExists(kKey));
   EXPECT_EQ(HelperPath(), "\\helperx64.exe");
-  registry.SetText(kKey, nullptr, std::wstring(200, L'x'));
+  registry.CreateKey(kKey);
   EXPECT_EQ(HelperPath(), "\\helperx64.exe");
-}
-
-TEST_F(CoreInstallDir, EndsAtTheFirstZero) {
-  registry.SetBytes(kKey, nullptr, REG_SZ, BytesOf(std::wstring(L"C:\\a\0b\0", 7)));
-  EXPECT_EQ(HelperPath(), "C:\\a\\helperx64.exe");
-}
-
-TEST_F(CoreInstallDir, IsReadSafelyFromDataWithoutATerminator) {
-  registry.SetBytes(kKey, nullptr, REG_SZ, BytesOf(L"C:\\dir"));
-  EXPECT_EQ(HelperPath(), "C:\\dir\\helperx64.exe");
-  // As much data as is asked for, of a type that the system does not terminate.
-  registry.SetBytes(kKey, nullptr, REG_BINARY, BytesOf(std::wstring(130, L'x')));
-  EXPECT_EQ(HelperPath(), std::string(130, 'x') + "\\helperx64.exe");
-}
-
-TEST_F(CoreInstallDir, IsReadSafelyFromDataOfOddLength) {
-  std::vector<unsigned char> bytes = BytesOf(L"C:\\dir");
-  bytes.push_back('y');
-  registry.SetBytes(kKey, nullptr, REG_BINARY, bytes);
-  EXPECT_EQ(HelperPath(), "C:\\diry\\helperx64.exe");
-}
-
-TEST_F(CoreInstallDir, IsReadWhateverTheTypeOfTheValueAndNotExpanded) {
-  registry.SetBytes(kKey, nullptr, REG_EXPAND_SZ, BytesOf(L"%TEMP%\\x"));
-  EXPECT_EQ(HelperPath(), "%TEMP%\\x\\helperx64.exe");
+  std::vector<unsigned char> odd = BytesOf(L"C:\\dir");
+  odd.push_back('y');
+  const struct {
+    DWORD type;
+    std::vector<unsigned char> bytes;
+    std::string directory;
+  } cases[] = {{REG_SZ, BytesOf(std::wstring(129, L'x') + L'\0'), std::string(129, 'x')},
+               {REG_SZ, BytesOf(std::wstring(130, L'x') + L'\0'), ""},
+               {REG_SZ, BytesOf(std::wstring(200, L'x') + L'\0'), ""},
+               {REG_SZ, BytesOf(std::wstring(L"C:\\a\0b\0", 7)), "C:\\a"},
+               {REG_SZ, BytesOf(L"C:\\dir"), "C:\\dir"},
+               // As much as is asked for, of a type that the system does not terminate.
+               {REG_BINARY, BytesOf(std::wstring(130, L'x')), std::string(130, 'x')},
+               {REG_BINARY, odd, "C:\\diry"},
+               {REG_EXPAND_SZ, BytesOf(L"%TEMP%\\x"), "%TEMP%\\x"}};
+  for (const auto& [type, bytes, found] : cases) {
+    registry.SetBytes(kKey, nullptr, type, bytes);
+    EXPECT_EQ(HelperPath(), found + "\\helperx64.exe");
+  }
 }
 
 TEST_F(CoreInstallDir, OpensTheKeyInThe32BitViewAndClosesItAfterASuccess) {

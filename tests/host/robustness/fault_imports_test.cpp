@@ -293,12 +293,9 @@ const std::vector<Effect>& Effects() {
   static const char* const kNoFolder =
       "OstrelApp::IsOstrelLocalHostEnabled: Failed to get the known folder for Ostrel lookup "
       "(FOLDERID_RoamingAppData)\n";
+  // clang-format off
   static const std::vector<Effect> effects = {
-      {"create",
-       "WSAStartup",
-       0,
-       0,
-       {},
+      {"create", "WSAStartup", 0, 0, {},
        "AppLauncher::AppLauncher: Failed to initialize winsock\n"},
 
       // The look-up for GetVersion: the game's key, then the key of its one update. That for
@@ -344,21 +341,14 @@ const std::vector<Effect>& Effects() {
       {"launch", "_wstat64", 3, 3, kNotEvenRefused, kAborting},
       {"launch", "_wstat64", 5, 5, kNotEvenRefused, kHelperMissing},
       {"launch", "_wstat64", 6, 6, kStoreNotLaunched, kHelperMissing},
-      {"launch",
-       "ShellExecuteExW",
-       0,
-       0,
+      {"launch", "ShellExecuteExW", 0, 0,
        {{"started with YES ... play", "box Vantor Web Plugins: Could not execute binary"},
-        {"Launch: true", "Launch: false"},
-        {"event StateChanged from BRENNA-GAME: PENDING", ""}},
+       {"Launch: true", "Launch: false"}, {"event StateChanged from BRENNA-GAME: PENDING", ""}},
        ">>> ShellExecuteEx failed with 00000000!\n"},
       {"launch", "ShellExecuteExW", 1, 1, {}, ">>> ShellExecuteEx failed with 00000000!\n"},
-      {"launch",
-       "ShellExecuteExW",
-       2,
-       2,
+      {"launch", "ShellExecuteExW", 2, 2,
        {{"started with NO ... ", "box Vantor Web Plugins: Could not execute binary"},
-        {"store Launch: true", "store Launch: false"}},
+       {"store Launch: true", "store Launch: false"}},
        ">>> ShellExecuteEx failed with 00000000!\n"},
       {"launch", "MessageBoxW", 0, 0, kNotEvenRefused},
 
@@ -392,36 +382,19 @@ const std::vector<Effect>& Effects() {
       // Not told to be the setting, or not told to be "false".
       {"settings", "VarBstrCmp", 1, 2, {{"disabled: false", "disabled: true"}}},
 
-      {"pipe",
-       "ReadFile (game)",
-       0,
-       0,
-       {{"event X from SOLANO-GAME: a b", ""},
-        {"SendCommand: true", ""},
-        {"the game got the command", ""}},
+      {"pipe", "ReadFile (game)", 0, 0, {{"event X from SOLANO-GAME: a b", ""},
+       {"SendCommand: true", ""}, {"the game got the command", ""}},
        "PellmarAppBase::PollPellmar: Update of AppLauncher failed with error 0000006d\n"},
-      {"pipe",
-       "ReadFile (game)",
-       1,
-       1,
+      {"pipe", "ReadFile (game)", 1, 1,
        {{"SendCommand: true", ""}, {"the game got the command", ""}},
        "PellmarAppBase::PollPellmar: Update of AppLauncher failed with error 0000006d\n"},
       {"pipe", "WriteFile", 0, 0, {{"the game got the command", "the game got nothing"}}},
       // The command's name, the two words.
-      {"pipe",
-       "MultiByteToWideChar",
-       0,
-       0,
+      {"pipe", "MultiByteToWideChar", 0, 0,
        {{"event X from SOLANO-GAME: a b", "event  from SOLANO-GAME: a b"}}},
-      {"pipe",
-       "MultiByteToWideChar",
-       1,
-       1,
+      {"pipe", "MultiByteToWideChar", 1, 1,
        {{"event X from SOLANO-GAME: a b", "event X from SOLANO-GAME: b"}}},
-      {"pipe",
-       "MultiByteToWideChar",
-       2,
-       2,
+      {"pipe", "MultiByteToWideChar", 2, 2,
        {{"event X from SOLANO-GAME: a b", "event X from SOLANO-GAME: a"}}},
 
       {"ping", "CreateThread", 0, 0, {{Undisturbed("ping")[1], ""}}},
@@ -482,6 +455,7 @@ const std::vector<Effect>& Effects() {
        "AppLauncher::QueryThreadProc: recvfrom (of challenge response) failed with result -1 "
        "00002746\n"},
   };
+  // clang-format on
   return effects;
 }
 
