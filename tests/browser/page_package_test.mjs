@@ -71,6 +71,42 @@ for (const source of WRONG) {
   });
 }
 
+/** The browser's side of a connection: lets the page in, and gives each ping the result `event`. */
+function browserWithResult(event) {
+  let deliver;
+  const answer = (id, result) => queueMicrotask(() => deliver({id, result}));
+  return {
+    connect: () => {
+      answer(0, {protocol: 1, launcherVersion: '162', applications: [], pipes: {}, permissions: []});
+      return {
+        onMessage: {addListener: (listener) => (deliver = listener)},
+        onDisconnect: {addListener: () => {}},
+        disconnect: () => {},
+        postMessage: ({id, params}) => {
+          answer(id, true);
+          const source = {source: '', name: 'PingBatchResult', arguments: [params.batchId]};
+          queueMicrotask(() => deliver({event: {...source, ...event}}));
+        },
+      };
+    },
+  };
+}
+
+const RESULTS = [
+  [{result: null, problem: 'no times', code: 'helper_missing'}, 'helper_missing', 'no times'],
+  [{result: null, problem: 'not read'}, 'failed', 'not read'],
+];
+
+for (const [event, code, message] of RESULTS) {
+  test(`a ping without a result is rejected with ${code}`, async () => {
+    globalThis.chrome = {runtime: browserWithResult(event)};
+    const launcher = await launcherModule.connectLauncher();
+    await assert.rejects(launcher.ping(['127.0.0.1']), {name: 'LauncherError', code, message});
+    launcher.close();
+    delete globalThis.chrome;
+  });
+}
+
 test('every operation that the types name exists', async () => {
   const {readFileSync} = await import('node:fs');
   const types = readFileSync(join(PACKAGE, 'launcher.d.ts'), 'utf8');
