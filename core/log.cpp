@@ -57,7 +57,7 @@ void Write(FILE* stream, const char* text, std::size_t size) {
 
 void WriteUtf8(FILE* stream, const char* text, std::size_t length) { Write(stream, text, length); }
 
-// By hand, so that nothing that can fail stands between a line and its stream. Returns the end of the
+// By hand, so that nothing that can fail comes between a line and its stream. Returns the end of the
 // bytes.
 char* EncodeUtf8(const wchar_t* text, std::size_t length, char* out) {
   for (std::size_t i = 0; i < length; ++i) {

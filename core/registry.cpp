@@ -15,7 +15,7 @@ LSTATUS OpenMachineKey(const std::wstring& path, UniqueRegistryKey& key) {
 LSTATUS QueryText(const UniqueRegistryKey& key, const wchar_t* valueName, DWORD byteLimit,
                   std::wstring& text) {
   // Nothing says that the data is a terminated text of even length. Zeroes to begin with, and room
-  // for half a character and a terminator that the call is not told of, make any data one.
+  // for half a character and a terminator that the call does not know of, make any data one.
   std::array<wchar_t, kMaxValueBytes / sizeof(wchar_t) + 2> buffer = {};
   DWORD size = byteLimit;
   const LSTATUS status = RegQueryValueExW(key.get(), valueName, nullptr, nullptr,

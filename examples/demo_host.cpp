@@ -1,7 +1,7 @@
 // A host that shows all of launcher.dll at work: it "installs" a game, lists what is installed,
 // launches the game, exchanges commands with it, ends it, opens a link of the store client, times
 // addresses and asks a game server for its state. Everything around the DLL (helper, game, server)
-// comes from the kit. The steps stand in `main` in the order in which they happen.
+// comes from the kit. The steps are in `main` in the order in which they happen.
 
 // The order matters.
 // clang-format off

@@ -83,7 +83,7 @@ inline void CheckWriteThenRead(ByteSpan data) {
               "a block is read back");
     }
   }
-  Require(!Succeeds([&] { incoming.ReadByte(); }), "nothing stands behind what was written");
+  Require(!Succeeds([&] { incoming.ReadByte(); }), "nothing follows what was written");
 }
 
 /// A message of the first bytes (as many as the first byte tells), read by steps of the other
@@ -92,7 +92,7 @@ inline void CheckReads(ByteSpan data) {
   Input input(data);
   const ByteSpan received = input.Bytes(input.Byte());
   auto message = launcher::NetMessage::MakeIncoming();
-  // Bytes of an earlier, longer datagram stand behind the received ones.
+  // Bytes of an earlier, longer datagram follow the received ones.
   constexpr std::size_t kLongerThanAny = 1024;
   std::fill_n(message.Buffer(), kLongerThanAny, std::uint8_t{0x5A});
   FillIncoming(message, received);
@@ -127,7 +127,7 @@ inline void CheckReads(ByteSpan data) {
       std::string text;
       succeeded = Succeeds([&] {
         const std::string_view view = message.ReadString();
-        Require(view.data()[view.size()] == '\0', "a zero byte stands behind a string");
+        Require(view.data()[view.size()] == '\0', "a zero byte follows a string");
         text = view;
       });
       // The length byte is consumed even when the bytes behind it are missing.

@@ -92,13 +92,13 @@ inline void CheckPingJson(const launcher::PingInfos& infos) {
       number = number * 10 + static_cast<std::uint64_t>(rest[digits] - L'0');
     }
     Require(digits > 0 && digits <= 10 && number == infos[i].roundTripMsec,
-            "a time stands in the ping JSON");
+            "a time is in the ping JSON");
     Require(digits == 1 || rest[0] != L'0', "a number has no leading zero");
     rest.remove_prefix(digits);
     expect(i + 1 < infos.size() ? L"\n\t},\n" : L"\n\t}\n");
   }
   expect(L"]\n");
-  Require(rest.empty(), "nothing stands behind the ping JSON");
+  Require(rest.empty(), "nothing follows the ping JSON");
 }
 
 /// The first byte tells how many of the next bytes are delimiters, at most three; what follows is

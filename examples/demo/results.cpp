@@ -16,7 +16,7 @@ std::string Escape(const std::string& text) {
 }
 
 // The launcher writes names and other texts as they came, without escaping anything, so a player
-// called  The "Rock"  makes a text that no JSON parser accepts. Every value stands on a line of its
+// called  The "Rock"  makes a text that no JSON parser accepts. Every value is on a line of its
 // own, though, so the text of a line is what lies between the quotation mark behind its key and the
 // last one. (Only a line feed inside of a name cannot be repaired.)
 std::string WithEscapedTexts(const std::string& json) {

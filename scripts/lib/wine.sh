@@ -19,7 +19,7 @@ UseWine() {
   export HOME="$wineFolder/home"
   export XDG_CONFIG_HOME="$HOME/.config" XDG_DATA_HOME="$HOME/.local/share"
   export XDG_CACHE_HOME="$HOME/.cache"
-  # Silent: Wine's own messages would stand between the lines that tests compare.
+  # Silent: Wine's own messages would mix with the lines that tests compare.
   export WINEDEBUG="${LAUNCHER_WINEDEBUG:--all}"
   # No menu entries, no question whether to download .NET and a browser, and no debugger that looks at a
   # program for minutes before it may crash.
