@@ -86,6 +86,17 @@ TEST_P(CoreKnownApplication, NeedsNoLock) {
 
 INSTANTIATE_TEST_SUITE_P(Identifiers, CoreKnownApplication, testing::ValuesIn(kAllAppIds));
 
+// Seven games have a pipe; there is no memory for the first of them.
+TEST(CorePolling, AnApplicationWithoutMemoryDoesNotKeepTheOthersFromBeingPolled) {
+  DllHost host;
+  IMPORT_HOOK(CreateFileA) opens(host.Module());
+  opens.FailAlways(INVALID_HANDLE_VALUE, ERROR_FILE_NOT_FOUND);
+  ImportHook<"malloc", void*(std::size_t)> allocations(host.Module());
+  allocations.FailCall(0, static_cast<void*>(nullptr));
+  EXPECT_NO_THROW(host->PollApps());
+  EXPECT_EQ(opens.CallCount(), 6u);
+}
+
 TEST(CoreParameters, BelongToOneLauncher) {
   const StreamCapture errors;
   DllHost host;
