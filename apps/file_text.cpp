@@ -26,7 +26,7 @@ std::wstring ReadFileText(const std::wstring& path) {
   try {
     std::string bytes(length, '\0');
     if (std::fread(bytes.data(), 1, length, file.get()) != length) return {};
-    // Bytes behind a zero would change how invalid ones in front of it are read.
+    // Bytes after a zero would change how invalid ones before it are read.
     bytes.resize(std::strlen(bytes.c_str()));
     return Utf8ToWide(bytes);
   } catch (const std::bad_alloc&) {

@@ -21,7 +21,7 @@ StartedProcess StartProcess(const wchar_t* program, std::wstring commandLine, bo
 /// A process that ends with the object at the latest.
 class ChildProcess {
  public:
-  /// Starts `program` with `arguments` behind its quoted path.
+  /// Starts `program` with `arguments` after its quoted path.
   explicit ChildProcess(const std::wstring& program, const std::wstring& arguments = L"");
   ChildProcess(ChildProcess&&) = default;
   ChildProcess& operator=(ChildProcess&&) = delete;

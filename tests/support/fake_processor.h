@@ -6,7 +6,7 @@
 
 namespace test_support {
 
-/// What a module is told that the computer's processor is.
+/// What a module takes the computer's processor for.
 class FakeProcessor {
  public:
   FakeProcessor(HMODULE module, WORD architecture) : systemInfo(module) {

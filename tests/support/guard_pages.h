@@ -7,7 +7,7 @@
 
 namespace test_support {
 
-/// Blocks of which each has pages of its own, at the end of them, with a page behind that cannot be
+/// Blocks of which each has pages of its own, at the end of them, followed by a page that cannot be
 /// accessed. A freed block cannot be accessed either, and its addresses are never used again. What
 /// the page holds besides the block is filled with a pattern. Any thread.
 class GuardPages {
@@ -26,7 +26,7 @@ class GuardPages {
   /// The size that was asked for; 0 for a block that was freed.
   static std::size_t SizeOf(const void* block);
 
-  /// Whether the bytes in front of the block and behind it are as `Allocate` left them.
+  /// Whether the bytes before the block and after it are as `Allocate` left them.
   static bool IsIntact(const void* block);
 
   /// Blocks that are not freed, and the bytes that were asked for.

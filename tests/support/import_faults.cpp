@@ -10,7 +10,6 @@ namespace test_support {
 namespace {
 
 constexpr std::size_t kMaxFunctions = 160;
-constexpr std::size_t kNobody = static_cast<std::size_t>(-1);
 
 using Word = std::uint64_t;
 using Function = Word (*)(Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word);
@@ -20,9 +19,9 @@ using Function = Word (*)(Word, Word, Word, Word, Word, Word, Word, Word, Word, 
 struct Slot {
   Function original = nullptr;
   std::atomic<std::size_t> count = 0;
+  std::atomic<bool> fails = false;
 };
 std::array<Slot, kMaxFunctions> slots;
-std::atomic<std::size_t> failingSlot = kNobody;
 std::atomic<std::size_t> firstFailing = 0;
 std::atomic<std::size_t> lastFailing = 0;
 std::atomic<std::size_t> meantCount = 0;
@@ -33,7 +32,7 @@ const std::vector<std::string>* functionNames = nullptr;
 ImportFaults::Observer* observer = nullptr;
 
 bool Fails(std::size_t index, const ImportFaults::Arguments& arguments) {
-  if (failingSlot != index) return false;
+  if (!slots[index].fails) return false;
   const ImportFaults::Condition isMeant = condition;
   if (isMeant != nullptr && !isMeant(arguments)) return false;
   const std::size_t number = meantCount++;
@@ -70,7 +69,7 @@ Word Call(std::size_t index, const ImportFaults::Arguments& a) {
   return result;
 }
 
-// What stands in the import table: one function for every index.
+// What the import table holds: one function for every index.
 template <std::size_t index>
 Word Entry(Word a0, Word a1, Word a2, Word a3, Word a4, Word a5, Word a6, Word a7, Word a8, Word a9,
            Word a10, Word a11) {
@@ -109,9 +108,11 @@ ImportFaults::~ImportFaults() {
 }
 
 void ImportFaults::Reset() {
-  failingSlot = kNobody;
   failedCount = 0;
-  for (Slot& slot : slots) slot.count = 0;
+  for (Slot& slot : slots) {
+    slot.count = 0;
+    slot.fails = false;
+  }
 }
 
 void ImportFaults::Fail(const std::string& function, std::size_t first, std::size_t last,
@@ -121,7 +122,7 @@ void ImportFaults::Fail(const std::string& function, std::size_t first, std::siz
   meantCount = 0;
   firstFailing = first;
   lastFailing = last;
-  failingSlot = IndexOf(function);
+  slots[IndexOf(function)].fails = true;
 }
 
 std::size_t ImportFaults::FailedCount() const { return failedCount; }

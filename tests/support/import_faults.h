@@ -58,7 +58,8 @@ class ImportFaults {
   /// Begins to count again from 0 and forgets the failure.
   void Reset();
   /// Of the calls of `function` that are made from now on and fulfil the condition, those with the
-  /// numbers `first` to `last` (from 0) fail.
+  /// numbers `first` to `last` (from 0) fail. A call for another function, before `Reset`, lets that one
+  /// fail as well: their calls are then numbered together.
   void Fail(const std::string& function, std::size_t first, std::size_t last,
             const CallFailure& failure, Condition condition = nullptr);
   /// How often a call was made to fail since `Reset`.

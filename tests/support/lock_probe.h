@@ -1,4 +1,4 @@
-// Finds the launcher's lock and tells who holds it.
+// Finds the launcher's lock and says who holds it.
 #ifndef LAUNCHER_TESTS_SUPPORT_LOCK_PROBE_H_
 #define LAUNCHER_TESTS_SUPPORT_LOCK_PROBE_H_
 

@@ -29,8 +29,8 @@ class OpenKey {
   HKEY handle = nullptr;
 };
 
-// The system looks at the character behind a text without a terminator, and stores that as well
-// when it is one. So there is always another character behind.
+// The system looks at the character after a text without a terminator, and stores that as well
+// when it is one. So there is always another character after it.
 LSTATUS SetExactly(HKEY key, const wchar_t* name, DWORD type, std::vector<unsigned char> bytes) {
   const auto size = static_cast<DWORD>(bytes.size());
   bytes.insert(bytes.end(), 2 * sizeof(wchar_t), 'x');

@@ -29,7 +29,7 @@ class ResourceLedger final : public ImportFaults::Observer {
     bool wasUsed = false;
   };
 
-  /// The imports that it has to be told of.
+  /// The imports that it has to see.
   static const std::vector<std::string>& Functions();
 
   // What is given back is booked before the call: another thread may get the same handle or block

@@ -23,7 +23,7 @@ std::string HexText(unsigned int value);
 /// The lines of a text, without their line ends. A last piece without a line end counts as a line.
 std::vector<std::string> Lines(std::string_view text);
 
-/// How often `part` stands in `text`, without overlaps.
+/// How often `part` occurs in `text`, without overlaps.
 std::size_t CountOf(std::string_view text, std::string_view part);
 
 }  // namespace test_support

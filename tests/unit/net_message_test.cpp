@@ -15,7 +15,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// A message as it arrives, with bytes of an earlier, longer one behind it.
+// A message as it arrives, followed by bytes of an earlier, longer one.
 NetMessage Received(const Bytes& bytes) {
   NetMessage message = NetMessage::MakeIncoming();
   std::fill_n(message.Buffer(), NetMessage::kCapacity, std::uint8_t{0x5A});
@@ -157,7 +157,7 @@ TEST(NetMessageString, Texts) {
   }
 }
 
-TEST(NetMessageString, LackOfBytesIsNoticedBehindTheLength) {
+TEST(NetMessageString, LackOfBytesIsNoticedAfterTheLength) {
   LogCapture log;
   NetMessage message = Received({0x05, 'a', 'b', 'c', 'd'});
   EXPECT_THROW(message.ReadString(), NetMessageException);

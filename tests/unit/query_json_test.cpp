@@ -253,7 +253,7 @@ TEST(QueryJson, TeamsAndTheirPlayers) {
                      L"      {\n      }\n    }\n"));
 }
 
-// More than a usual text has room.
+// More than the first guess has room for.
 TEST(QueryJson, LongTextsAreWhole) {
   const std::wstring mode(255, L'g');
   const std::wstring name(255, L'n');

@@ -44,7 +44,7 @@ struct Decoded {
 /// Decodes into `into`, for the rare test that wants data there before.
 inline void DecodeInto(Decoded& into, std::span<const std::uint8_t> response) {
   NetMessage message = NetMessage::MakeIncoming();
-  // Bytes of an earlier, longer datagram stand behind the response.
+  // Bytes of an earlier, longer datagram follow the response.
   std::fill_n(message.Buffer(), NetMessage::kCapacity, std::uint8_t{0x5A});
   std::copy(response.begin(), response.end(), message.Buffer());
   message.SetSize(response.size());

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "core/text.h"
+#include "tests/support/import_redirector.h"
 
 namespace launcher {
 namespace {
@@ -52,10 +55,13 @@ TEST(TextConversions, TakeLongTexts) {
   EXPECT_EQ(Utf8ToWide(narrow), wide);
 }
 
+// Without the flag for which Windows would refuse it; Wine pays no heed to that one.
 TEST(WideToUtf8, ReplacesAnUnpairedSurrogate) {
+  IMPORT_HOOK(WideCharToMultiByte) conversions(GetModuleHandleW(nullptr));
   EXPECT_EQ(WideToUtf8(L"a\xD800z"), "a\xEF\xBF\xBDz");
   EXPECT_EQ(WideToUtf8(L"a\xDC00z"), "a\xEF\xBF\xBDz");
   EXPECT_EQ(WideToUtf8(L"a\xD800"), "a\xEF\xBF\xBD");
+  for (const auto& call : conversions.Calls()) EXPECT_EQ(std::get<1>(call), 0U);
 }
 
 TEST(Utf8ToWide, ReplacesInvalidBytesAndKeepsTheRest) {
@@ -63,7 +69,7 @@ TEST(Utf8ToWide, ReplacesInvalidBytesAndKeepsTheRest) {
   EXPECT_EQ(Utf8ToWide("a\x80z"), L"a\uFFFDz");
 }
 
-// The text ends in the middle of a sequence: nothing behind it may be read.
+// The text ends in the middle of a sequence: nothing after it may be read.
 TEST(Utf8ToWide, IsSafeForACutSequenceAtTheEnd) {
   for (const char* const text : {"ab\xC3", "ab\xE2\x82", "ab\xF0\x9F\x98"}) {
     const std::wstring wide = Utf8ToWide(text);

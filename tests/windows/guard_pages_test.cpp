@@ -53,8 +53,8 @@ TEST(GuardPages, BlocksAreAlignedAndDistinct) {
   GuardPages::Free(empty);
 }
 
-// The alignment leaves up to fifteen bytes behind a block in its last page.
-TEST(GuardPages, AByteWrittenBehindABlockIsNoticed) {
+// The alignment leaves up to fifteen bytes after a block in its last page.
+TEST(GuardPages, AByteWrittenAfterABlockIsNoticed) {
   auto* const block = static_cast<char*>(GuardPages::Allocate(7));
   EXPECT_TRUE(GuardPages::IsIntact(block));
   const char before = block[7];
@@ -64,7 +64,7 @@ TEST(GuardPages, AByteWrittenBehindABlockIsNoticed) {
   GuardPages::Free(block);
 }
 
-TEST(GuardPages, AByteWrittenInFrontOfABlockIsNoticed) {
+TEST(GuardPages, AByteWrittenBeforeABlockIsNoticed) {
   auto* const block = static_cast<char*>(GuardPages::Allocate(7));
   const char before = block[-1];
   block[-1] = 'x';

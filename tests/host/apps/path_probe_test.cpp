@@ -89,7 +89,7 @@ TEST(AppsPathProbe, PathsAreTakenAsGivenButForTheBackslash) {
   EXPECT_EQ(launch(L"", L"", L""), LR"(YES|SW_SHOWNA|||\|)");
 }
 
-TEST(AppsPathProbe, DirectoryIsCutTo259CharactersAndMayGetABackslashBehind) {
+TEST(AppsPathProbe, DirectoryIsCutTo259CharactersAndThenGetsItsBackslash) {
   const HelperInstallation helper;
   DllHost host;
   FileStatusHook status(host.Module(), [](const wchar_t*, struct _stat64*) { return 0; });

@@ -78,7 +78,7 @@ const Settings kReadable[] = {
     {"digit", R"(<s><e key="LocalHostEnabled" value="0"/></s>)", L"true"},
     {"empty value", R"(<s><e key="LocalHostEnabled" value=""/></s>)", L"true"},
     {"blank before", R"(<s><e key="LocalHostEnabled" value=" false"/></s>)", L"true"},
-    {"blank behind", R"(<s><e key="LocalHostEnabled" value="false "/></s>)", L"true"},
+    {"blank after", R"(<s><e key="LocalHostEnabled" value="false "/></s>)", L"true"},
     {"character reference", R"(<s><e key="LocalHostEnabled" value="f&#97;lse"/></s>)", L"false"},
     {"no such setting", R"(<s><e key="Other" value="false"/></s>)", L"true"},
     {"small letters", R"(<s><e key="localhostenabled" value="false"/></s>)", L"true"},

@@ -102,7 +102,7 @@ TEST_F(PipeCommands, AreSentAsOneFrameEach) {
   EXPECT_EQ(pipe.TakeWritten(), "");
 }
 
-// No length is too long for one write, for the queue behind it or for the log.
+// No length is too long for one write, for what waits after it or for the log.
 TEST_F(PipeCommands, LongOnesAreSentAndLoggedWhole) {
   const std::wstring name(300, L'n');
   const std::wstring arg(150000, L'a');

@@ -115,7 +115,7 @@ TEST_F(PipeNotifier, PollingInsideACommandStartsTheNextReadOnce) {
   EXPECT_THAT(host.Drain(), ElementsAre(kZEvent));
 }
 
-TEST_F(PipeNotifier, WhatPollingInsideACommandReadsComesBehindWhatWasRead) {
+TEST_F(PipeNotifier, WhatPollingInsideACommandReadsComesAfterWhatWasRead) {
   Connect();
   pipe.NextReadCompletes(kZ.substr(0, 5));
   pipe.NextReadCompletes(kZ.substr(5) + kX);
@@ -192,7 +192,7 @@ TEST_F(PipeNotifier, MaySendToTheGameThatIsGone) {
   EXPECT_FALSE(Send(L"Z"));
 }
 
-// Ready, a command and the loss are each told on the thread that polls, under the launcher's lock.
+// Ready, a command and the loss are each notified on the thread that polls, under the launcher's lock.
 TEST_F(PipeNotifier, IsCalledOnThePollingThreadUnderTheLock) {
   host.Destroy();
   const LockProbe lock(host.Module());

@@ -34,7 +34,7 @@ std::string RawBytes(const char (&literal)[size]) {
 }
 
 /// A launcher whose games have no pipes, except that a test may script one of them. Each
-/// notification stands as "notify" among the noted calls. Diagnostic lines are caught.
+/// notification is noted as "notify" among the calls. Diagnostic lines are caught.
 class PipeSession : public testing::Test {
  protected:
   using Calls = std::vector<std::string>;

@@ -146,7 +146,7 @@ TEST(PingBatch, HostIsNotifiedOnTheWorker) {
   EXPECT_THAT(host.Drain(), ElementsAre(Event{L"", L"PingBatchResult", {L"batch", L"[\n]\n"}}));
 }
 
-// The number in a reply is told by the address, so that a mix-up of batches shows.
+// The number in a reply follows from the address, so that a mix-up of batches shows.
 TEST(PingBatch, TwentyAtOnce) {
   constexpr unsigned int kBatches = 20;
   DllHost host;

@@ -69,7 +69,7 @@ struct Script {
   int connectResult = 0;
   std::vector<int> sendResults = {15, 19};
   std::vector<int> selectResults = {1, 1};
-  /// An empty one stands for `receiveFailure`.
+  /// In place of an empty one, `receiveFailure`.
   std::vector<std::string> datagrams = {BytesOf("\xA0\xB0\xC0\xD0"), SmallResponse()};
   int receiveFailure = -1;
 };

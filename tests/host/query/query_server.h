@@ -1,4 +1,4 @@
-// A game server that a test plays, and what the host is told of a query.
+// A game server that a test plays, and what the host sees of a query.
 #ifndef LAUNCHER_TESTS_HOST_QUERY_QUERY_SERVER_H_
 #define LAUNCHER_TESTS_HOST_QUERY_QUERY_SERVER_H_
 

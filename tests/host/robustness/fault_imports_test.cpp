@@ -1,6 +1,6 @@
 // Every call of the system and of the C runtime fails once. The imports are read from the DLL, so
 // that a new one is not forgotten; what each does when it fails, and what the host then sees,
-// stands in two tables.
+// is in two tables.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdio.h>
@@ -379,7 +379,7 @@ const std::vector<Effect>& Effects() {
       // The path; for two nodes and for one node the names and values that are compared.
       {"settings", "SysAllocStringLen", 0, 6, {{"disabled: false", "disabled: <null>"}}},
       {"settings", "SysAllocStringLen", 7, 11, {{"enabled: true", "enabled: <null>"}}},
-      // Not told to be the setting, or not told to be "false".
+      // Not recognised as the setting, or not as "false".
       {"settings", "VarBstrCmp", 1, 2, {{"disabled: false", "disabled: true"}}},
 
       {"pipe", "ReadFile (game)", 0, 0, {{"event X from SOLANO-GAME: a b", ""},
@@ -459,7 +459,7 @@ const std::vector<Effect>& Effects() {
   return effects;
 }
 
-// The polls of a pipe come at no fixed number of calls, so a failure may fall before or behind what
+// The polls of a pipe come at no fixed number of calls, so a failure may fall before or after what
 // the game did: these reports are right as well, any but the undisturbed one with the line in the
 // log.
 struct LateEffect {

@@ -50,7 +50,7 @@ class SectionRunner {
   ~SectionRunner();
 
   /// One run with a launcher of its own. `arm` is called right before the section begins, `disarm`
-  /// right behind it; then the launcher has to prove that it goes on working, and is destroyed.
+  /// right after it; then the launcher has to prove that it goes on working, and is destroyed.
   template <typename Arm, typename Disarm>
   Report Run(const Arm& arm, const Disarm& disarm) {
     Begin();

@@ -1,5 +1,5 @@
 // Games, servers and helpers that send whatever they like, through real pipes and the real port to
-// the host. What each of them may do in particular stands in gamepipe/pipe_game_test.cpp,
+// the host. What each of them may do in particular is in gamepipe/pipe_game_test.cpp,
 // query/exchange_test.cpp and ping/exchange_test.cpp.
 #include "tests/host/robustness/hostile_peers.h"
 
@@ -85,7 +85,7 @@ TEST_F(HostilePeers, HelperRepliesWhateverItLikes) {
   EXPECT_GT(helper.GoodReplies(), 2U);
 }
 
-// The reference by which the game's events are told, on bytes written by hand.
+// The reference that the game's events are compared with, on bytes written by hand.
 TEST(HostileFrameReader, ReadsFrames) {
   FrameReader reader(L"game");
   reader.Feed(

@@ -35,7 +35,7 @@ struct Worker {
   const char* name;
   void (*start)(DllHost& host, const wchar_t* id);
   const wchar_t* eventName;
-  /// Where the event tells the identifier.
+  /// Where the event has the identifier.
   std::wstring (*idOf)(const Event& event);
 };
 
@@ -211,7 +211,7 @@ TEST_P(PingQueryWorkers, NotifierRunsUnderTheLockOnTheWorkerWithTheResultQueued)
   EXPECT_EQ(GetParam().idOf(seen[0]), L"here");
 }
 
-/// Runs a waiting call of the host on a thread of its own and tells when it waits for a worker.
+/// Runs a waiting call of the host on a thread of its own and knows when it waits for a worker.
 class WaitingCall {
  public:
   WaitingCall(DllHost& host, const std::function<void()>& call)
