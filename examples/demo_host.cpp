@@ -1,7 +1,7 @@
 // A host that shows all of launcher.dll at work: it "installs" a game, lists what is installed,
 // launches the game, exchanges commands with it, ends it, opens a link of the store client, times
 // addresses and asks a game server for its state. Everything around the DLL (helper, game, server)
-// comes from the kit. The steps are in `main` in the order in which they happen.
+// comes from the kit. `Play` has the steps in the order in which they happen.
 
 // The order matters.
 // clang-format off
@@ -21,7 +21,7 @@
 #include "examples/demo/child_program.h"
 #include "examples/demo/console.h"
 #include "examples/demo/host.h"
-#include "examples/demo/results.h"
+#include "examples/demo/json_reader.h"
 #include "examples/demo/stage.h"
 
 namespace {
@@ -194,12 +194,15 @@ void PingServers(Host& host) {
   Require(host->PingBatch(L"batch-1", addresses.data(), addresses.size()),
           "PingBatch returned false");
   const Event event = host.WaitForEvent("\"PingBatchResult\"", Named("PingBatchResult"));
-  const std::vector<demo::PingTime> times = demo::ReadPingResult(event.arguments[1]);
+  demo::JsonReader reader;
+  std::vector<launcher_host::PingTime> times;
+  Require(launcher_host::ReadPingResult(event.arguments[1], reader, times),
+          "the result cannot be read");
   Require(event.arguments[0] == "batch-1" && times.size() == addresses.size(),
           "the result belongs to another batch");
   constexpr std::uint32_t kNoAnswer = launcher_host::kNoAnswerMsec;  // by the kit's helper
   std::vector<std::vector<std::string>> rows{{"address", "round trip"}};
-  for (const demo::PingTime& time : times) {
+  for (const launcher_host::PingTime& time : times) {
     rows.push_back({time.address, time.milliseconds == kNoAnswer
                                       ? "no answer"
                                       : std::to_string(time.milliseconds) + " ms"});
@@ -222,20 +225,32 @@ void QueryGameServer(Host& host, const std::filesystem::path& serverProgram) {
   const Event event = host.WaitForEvent("\"QueryServerResult\"", [](const Event& candidate) {
     return candidate.name == "QueryServerResult" && candidate.source == "query-1";
   });
-  const demo::ServerState state = demo::ReadQueryResult(event.arguments[1]);
+  demo::JsonReader reader;
+  launcher_host::ServerState state;
+  Require(launcher_host::ReadQueryResult(event.arguments[1], reader, state),
+          "the result cannot be read");
   Print("  status " + state.status);
   Require(state.status == "SUCCESS", "the server could not be queried");
-  Print("  mode " + state.gameMode + ", map " + state.currentMap + ", round time " +
-        state.roundTime + " s, " + std::to_string(state.players.size()) + " of " +
-        std::to_string(state.maxPlayers) + " players, " + std::to_string(state.waitingPlayers) +
-        " waiting, " + std::to_string(state.teamCount) + " teams");
-  for (const std::string& line : state.modeLines) Print("  score of team " + line);
   std::vector<std::vector<std::string>> rows{
       {"team", "tag", "player", "rank", "score", "kills", "deaths"}};
-  for (const demo::PlayerRow& player : state.players) {
-    rows.push_back({player.team, player.tag, player.name, std::to_string(player.rank),
-                    std::to_string(player.score), std::to_string(player.kills),
-                    std::to_string(player.deaths)});
+  for (std::size_t i = 0; i < state.teams.size(); ++i) {
+    for (const launcher_host::Player& player : state.teams[i].players) {
+      // From 1, as the scores count them.
+      rows.push_back({std::to_string(i + 1), player.tag, player.name, std::to_string(player.rank),
+                      std::to_string(player.score), std::to_string(player.kills),
+                      std::to_string(player.deaths)});
+    }
+  }
+  Print("  mode " + state.gameMode + ", map " + state.currentMap + ", round time " +
+        state.roundTime + " s, " + std::to_string(rows.size() - 1) + " of " +
+        std::to_string(state.maxPlayers) + " players, " + std::to_string(state.waitingPlayers) +
+        " waiting, " + std::to_string(state.teams.size()) + " teams");
+  for (const launcher_host::ModeRow& row : state.modeRows) {
+    std::string counts;
+    for (const auto& [name, value] : row.values) {
+      counts += (counts.empty() ? "" : ", ") + name + " " + std::to_string(value);
+    }
+    Print("  score of team " + row.name + ": " + counts);
   }
   demo::PrintTable(rows);
 }
@@ -248,7 +263,7 @@ void Introduce() {
       "this computer. It finds them in the registry, starts them through a helper program, talks "
       "to");
   Print(
-      "them over a named pipe and tells the host by events what it has learned. The helper, the "
+      "them over a named pipe and reports to the host by events. The helper, the "
       "game");
   Print("and the game server in this demonstration are stand-ins from the kit; the rest is real.");
   Print("Lines in [brackets] come from the stand-ins.");
@@ -269,7 +284,7 @@ void Play(const Arguments& arguments, Steps& steps) {
 
   steps.Begin("load launcher.dll");
   demo::SendStandardStreamsTo(launcherLog.native());
-  // The launcher looks for helperx64.exe there. The other two tell the kit's helper to write its
+  // The launcher looks for helperx64.exe there. The other two make the kit's helper write its
   // line of parameters down and to say when it is done.
   SetEnvironmentVariableW(L"KOVLAUNCH_INSTDIR", arguments.kit.c_str());
   SetEnvironmentVariableW(L"KIT_HELPER_RECORD", helperRecord.c_str());

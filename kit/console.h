@@ -24,7 +24,7 @@ namespace kit {
 
 enum ExitCode : int { kSuccess = 0, kFailure = 1, kWrongUsage = 2 };
 
-/// The command line cannot be obeyed; `what()` says why.
+/// A wrong command line; `what()` says what is wrong.
 class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
@@ -45,7 +45,7 @@ inline std::vector<std::string> SplitCommandLine(const wchar_t* commandLine) {
 }
 
 /// Lines for a person: on standard output and, when `OpenFile` was called, at the end of that file
-/// too, because a program that was started through the shell has no console that anybody sees.
+/// too, because nobody sees the console of a program that the shell has started.
 /// Any thread.
 class Report {
  public:
@@ -104,7 +104,7 @@ inline std::vector<std::uint8_t> ParseHex(const std::string& text) {
   }
   if (digits.size() % 2 != 0 ||
       digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
-    throw UsageError("'" + text + "' is no text of hexadecimal bytes");
+    throw UsageError("'" + text + "' is not a list of hexadecimal bytes");
   }
   for (std::size_t i = 0; i < digits.size(); i += 2) {
     bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));

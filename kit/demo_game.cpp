@@ -37,7 +37,7 @@ The environment variable KIT_GAME_OPTIONS, when not empty, replaces the options;
 command line is then only printed. That is for hosts whose command line belongs to a
 real game.
 
-Exit code: 0 ended as asked, 1 failed, 2 wrong options.
+Exit code: 0 success, 1 failure, 2 wrong options.
 )";
 
 struct KnownGame {
@@ -58,7 +58,7 @@ constexpr std::array<KnownGame, 10> kKnownGames{{
     {"ag3.exe", R"(\\.\pipe\solano_pellmar)"},
 }};
 
-/// The pipe of the game whose file name this program bears, or an empty text.
+/// The pipe of the game whose file name this program has; empty for any other name.
 std::string PipeOfOwnFileName() {
   std::wstring path(32768, L'\0');
   path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
@@ -116,7 +116,7 @@ class Game {
     const DWORD result = WaitForMultipleObjects(static_cast<DWORD>(events.size()), events.data(),
                                                 FALSE, settings.waitMilliseconds);
     if (result == WAIT_TIMEOUT) {
-      report.Line("game: no launcher came, ending");
+      report.Line("game: no launcher has connected, ending");
       return;
     }
     WaitForSingleObject(ended, INFINITE);
@@ -137,7 +137,7 @@ class Game {
 
   void ServePipe(HANDLE pipe) {
     for (;;) {
-      // A launcher may have come, or come and gone, before the call: reading tells the rest.
+      // A launcher may have connected, and even left, before the call; reading shows which.
       const DWORD failure = ConnectNamedPipe(pipe, nullptr) ? ERROR_SUCCESS : GetLastError();
       if (failure != ERROR_SUCCESS && failure != ERROR_PIPE_CONNECTED && failure != ERROR_NO_DATA) {
         report.Line("game: waiting for a launcher failed, " + kit::DescribeError(failure));
@@ -174,11 +174,11 @@ class Game {
     DWORD size = 0;
     while (ReadFile(pipe, buffer.data(), static_cast<DWORD>(buffer.size()), &size, nullptr)) {
       frames.Append(buffer.data(), size);
-      while (const auto command = frames.Next()) Obey(pipe, *command);
+      while (const auto command = frames.Next()) Execute(pipe, *command);
     }
   }
 
-  void Obey(HANDLE pipe, const kit::Command& command) {
+  void Execute(HANDLE pipe, const kit::Command& command) {
     report.Line("game: received " + Describe(command));
     if (command.name == "echo") Send(pipe, command);
     if (command.name == "send") Send(pipe, ToCommand(command.arguments));
@@ -233,23 +233,22 @@ int Run() {
          "may share\none pipe name: with one instance only the first of\nthem gets it")
       ->type_name("N")
       ->check(CLI::Range(DWORD{1}, kMaxInstances));
-  app.add_option("--send", greeting, "Sent to every launcher that connects; may be repeated")
+  app.add_option("--send", greeting, "Command for every launcher that connects;\nmay be repeated")
       ->type_name("\"NAME WORDS\"")
       ->allow_extra_args(false);
-  app.add_option("--send-raw", rawGreeting,
-                 "Bytes sent as they stand after that, such as\n\"4b 45 00\"")
+  app.add_option("--send-raw", rawGreeting, "Raw bytes to send after that, such as \"4b 45 00\"")
       ->type_name("HEX");
-  app.add_option("--quit-after", settings.quitAfter, "End after so many received commands")
+  app.add_option("--quit-after", settings.quitAfter, "Exit after N commands")
       ->type_name("N")
       ->check(CLI::Range(1, 1000000));
   app.add_flag("--stay", settings.stay,
-               "Go on when the last launcher has left (else the\ngame ends)");
+               "Keep running when the last launcher has left\n(default: exit)");
   constexpr DWORD kMaxSeconds = 86400;
   app.add_option("--wait", waitSeconds,
-                 "End when no launcher has come for so long\n(default: waits on)")
+                 "Exit when no launcher has connected by then\n(default: no limit)")
       ->type_name("SECONDS")
       ->check(CLI::Range(DWORD{1}, kMaxSeconds));
-  app.add_option("--log", log, "Append everything that is printed to this file")->type_name("FILE");
+  app.add_option("--log", log, "Append the output to a file, too")->type_name("FILE");
   if (!kit::ReadOptions(app, arguments)) return kit::kSuccess;
 
   kit::Report report;
@@ -263,8 +262,8 @@ int Run() {
   report.Line("game: started with the command line " + kit::ToUtf8(GetCommandLineW()));
   Game game(std::move(settings), report);
   game.Play();
-  report.Line("game: over");
-  // Threads may still wait for launchers; ending the process at once spares them the destructors.
+  report.Line("game: ended");
+  // Threads may still wait for launchers: end the process without running destructors.
   std::fflush(stdout);
   ExitProcess(kit::kSuccess);
 }

@@ -38,12 +38,12 @@ and what it makes of the answers. It needs no launcher.dll.)";
 constexpr char kFooter[] =
     R"(demo_launcher COMMAND --help explains a command.
 
-Exit code: 0 all is well, 1 the game or server is not there or did something that the
-launcher does not take, 2 wrong options.
+Exit code: 0 success, 1 no game or server, or one that the launcher would not accept,
+2 wrong options.
 )";
 
 constexpr char kPipeFooter[] = R"(
-The lines of standard input are sent, too. It ends when the game closes the pipe.
+Each line of standard input is sent, too. Runs until the game closes the pipe.
 
 Examples:
   demo_launcher pipe brenna_pellmar
@@ -73,7 +73,7 @@ struct PipeOptions {
 /// other reads.
 class GamePipe {
  public:
-  /// The launcher tries on each of its polls, without waiting. Throws when no pipe comes in time.
+  /// Tries again and again, as the launcher does on each poll. Throws when there is no pipe in time.
   GamePipe(const std::wstring& name, DWORD timeoutMilliseconds) {
     constexpr DWORD kPollMilliseconds = 100;
     for (DWORD waited = 0;; waited += kPollMilliseconds) {
@@ -90,7 +90,8 @@ class GamePipe {
     }
     readEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     writeEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    if (readEvent == nullptr || writeEvent == nullptr) throw std::runtime_error("no events left");
+    if (readEvent == nullptr || writeEvent == nullptr)
+      throw std::runtime_error("out of event objects");
   }
   GamePipe(const GamePipe&) = delete;
   GamePipe& operator=(const GamePipe&) = delete;
@@ -107,8 +108,8 @@ class GamePipe {
     }
   }
 
-  /// As much as the launcher reads at once. Nothing when the game has closed the pipe. Throws when
-  /// nothing comes in time.
+  /// Reads as much as the launcher does in one read. Nothing when the game has closed the pipe.
+  /// Throws on a timeout.
   std::optional<kit::Bytes> Read(DWORD timeoutMilliseconds) {
     constexpr std::size_t kReadSize = 4096;
     kit::Bytes bytes(kReadSize);
@@ -120,10 +121,10 @@ class GamePipe {
       return std::nullopt;
     }
     if (WaitForSingleObject(readEvent, timeoutMilliseconds) != WAIT_OBJECT_0) {
-      // The read must be over before its buffer goes.
+      // The read uses the buffer until it is complete.
       CancelIo(pipe);
       GetOverlappedResult(pipe, &overlapped, &size, TRUE);
-      throw std::runtime_error("nothing more came from the game");
+      throw std::runtime_error("the game sent no further command in time");
     }
     if (!GetOverlappedResult(pipe, &overlapped, &size, FALSE)) return std::nullopt;
     bytes.resize(size);
@@ -131,7 +132,7 @@ class GamePipe {
   }
 
  private:
-  // Closed by the end of the process: until then another thread may send.
+  // Left to the end of the process: another thread may still send.
   HANDLE pipe = INVALID_HANDLE_VALUE;
   HANDLE readEvent = nullptr;
   HANDLE writeEvent = nullptr;
@@ -327,16 +328,16 @@ int Run() {
   pipe->footer(kPipeFooter);
   pipe->add_option("NAME", pipeOptions.name, R"(The pipe, with or without \\.\pipe\)")->required();
   pipe->add_option("--send", pipeOptions.commands,
-                   "\"NAME WORDS\": a command to send at once; may be repeated")
+                   "\"NAME WORDS\": a command to send after connecting; may be repeated")
       ->type_name("COMMAND")
       ->allow_extra_args(false);
-  pipe->add_option("--count", pipeOptions.count, "End after so many received commands")
+  pipe->add_option("--count", pipeOptions.count, "Exit after N commands")
       ->type_name("N")
       ->check(CLI::PositiveNumber.description(""));
   constexpr unsigned int kMaxSeconds = 86400;
   pipe->add_option("--timeout", pipeOptions.timeoutSeconds,
-                   "Give up when the pipe, or with --count the next command, does not come for so "
-                   "long (default 10)")
+                   "How long to wait for the pipe and, with --count, for each command (default "
+                   "10)")
       ->type_name("SECONDS")
       ->check(CLI::Range(0U, kMaxSeconds).description(""));
 
@@ -369,7 +370,7 @@ int Run() {
 
 int main() {
   const int exitCode = kit::RunProgram("demo_launcher", Run);
-  // A thread may still wait for standard input, and has to be spared the destructors.
+  // A thread may still wait for standard input: end the process without running destructors.
   static_cast<void>(std::fflush(stdout));
   ExitProcess(static_cast<UINT>(exitCode));
 }

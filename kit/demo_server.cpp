@@ -31,7 +31,7 @@ then the query that repeats the challenge's id. Prints its port and every datagr
 
 constexpr char kFooter[] =
     R"(
-Numbers may be written as 0x1F. Exit code: 0 ended as asked, 1 failed, 2 wrong options.
+Numbers may be written as 0x1F. Exit code: 0 success, 1 failure, 2 wrong options.
 )";
 
 constexpr std::size_t kMaxDatagram = 65507;
@@ -42,7 +42,7 @@ struct ServerSettings {
   DWORD waitMilliseconds = 0;  // 0: no limit
   std::size_t challengeLength = 12;
   kit::ServerReport serverReport;
-  bool tellsAskedGameId = true;
+  bool echoesGameId = true;  // that of the request
   std::size_t cut = kMaxDatagram;
   kit::Bytes fixedAnswer;  // sent instead of `serverReport` when not empty
   bool silentAtChallenge = false;
@@ -83,7 +83,7 @@ class Server {
   Server(ServerSettings serverSettings, kit::Report& textReport)
       : settings(std::move(serverSettings)), report(textReport) {}
 
-  /// Returns when the settings say that it is over.
+  /// Returns after the number of queries, or the time, in the settings.
   void Serve() {
     Listen();
     std::uint64_t answered = 0;
@@ -91,12 +91,12 @@ class Server {
       sockaddr_in peer{};
       kit::Bytes datagram;
       if (!Receive(datagram, peer)) {
-        report.Line("server: no datagram came, ending");
+        report.Line("server: no datagram received, ending");
         return;
       }
       if (Answer(datagram, peer)) ++answered;
     }
-    report.Line("server: over after " + std::to_string(answered) + " queries");
+    report.Line("server: ended; queries answered: " + std::to_string(answered));
   }
 
  private:
@@ -123,7 +123,7 @@ class Server {
     report.Line("server: listening on 127.0.0.1:" + std::to_string(ntohs(address.sin_port)));
   }
 
-  /// False when no datagram came in time.
+  /// False when none arrived in time.
   bool Receive(kit::Bytes& datagram, sockaddr_in& peer) const {
     constexpr int kBufferSize = 65536;
     for (;;) {
@@ -143,7 +143,7 @@ class Server {
     }
   }
 
-  /// True when the datagram was a query and has been answered (or kept silent about, as told).
+  /// True when the datagram was a query, answered or left without an answer on request.
   bool Answer(const kit::Bytes& datagram, const sockaddr_in& peer) {
     const std::uint16_t peerPort = ntohs(peer.sin_port);
     const std::string from = " from port " + std::to_string(peerPort);
@@ -177,7 +177,7 @@ class Server {
     kit::Bytes answer = settings.fixedAnswer;
     if (answer.empty()) {
       kit::ServerReport serverReport = settings.serverReport;
-      if (settings.tellsAskedGameId) serverReport.gameId = askedGameId;
+      if (settings.echoesGameId) serverReport.gameId = askedGameId;
       answer = kit::EncodeQueryResponse(serverReport);
     }
     if (answer.size() > settings.cut) answer.resize(settings.cut);
@@ -206,7 +206,7 @@ kit::Bytes ReadWholeFile(const std::string& path) {
   return bytes;
 }
 
-/// What the options say that is no setting yet.
+/// Options from which `Apply` makes settings.
 struct Choices {
   DWORD waitSeconds = 0;
   std::string answerFile;
@@ -217,30 +217,30 @@ struct Choices {
   std::optional<std::string> section;
 };
 
-// The largest numbers that the answer has room for.
+// The largest values of the answer's fields.
 constexpr unsigned int kMaxU8 = 0xFF;
 constexpr unsigned int kMaxU16 = 0xFFFF;
 
 void AddListeningOptions(CLI::App& app, ServerSettings& settings, Choices& choices) {
-  constexpr const char* kGroup = "How it listens";
+  constexpr const char* kGroup = "Listening";
   app.add_option("--port", settings.port, "UDP port (default 0: a free one, printed at the start)")
       ->type_name("N")
       ->check(CLI::Range(0U, kMaxU16))
       ->group(kGroup);
-  app.add_option("--count", settings.count, "End after N answered queries (default: goes on)")
+  app.add_option("--count", settings.count, "Exit after N answered queries (default: no limit)")
       ->type_name("N")
       ->check(CLI::PositiveNumber)
       ->group(kGroup);
   constexpr DWORD kMaxSeconds = 86400;
   app.add_option("--wait", choices.waitSeconds,
-                 "End when no datagram has come for so long\n(default: waits on)")
+                 "Exit when no datagram has arrived for this long\n(default: no limit)")
       ->type_name("SECONDS")
       ->check(CLI::Range(DWORD{1}, kMaxSeconds))
       ->group(kGroup);
 }
 
 void AddAnswerOptions(CLI::App& app, ServerSettings& settings, Choices& choices) {
-  constexpr const char* kGroup = "What it answers";
+  constexpr const char* kGroup = "Answer";
   kit::ServerReport& answer = settings.serverReport;
   const auto addByte = [&](const char* name, std::uint8_t& value, const char* description) {
     app.add_option_function<unsigned int>(
@@ -252,20 +252,20 @@ void AddAnswerOptions(CLI::App& app, ServerSettings& settings, Choices& choices)
   };
   addByte("--version", answer.version, "Version; launchers know 3 to 10 (default 10)");
   addByte("--server-state", answer.serverState,
-          "3: a round is played and its times are given\n(default 3)");
+          "3: in a round; only then are its times sent\n(default 3)");
   app.add_option_function<std::uint64_t>(
          "--game-id",
          [&settings](std::uint64_t id) {
            settings.serverReport.gameId = id;
-           settings.tellsAskedGameId = false;
+           settings.echoesGameId = false;
          },
-         "Id in the answer (default: the one asked for)")
+         "Id in the answer (default: that of the request)")
       ->type_name("N")
       ->group(kGroup);
   addByte("--platform", answer.platform, "(default 1)");
   app.add_option("--mode", answer.gameMode,
-                 "(default Frontier); names with a section of their\nown hold Frontier, Breach, "
-                 "KillRace, ArmsLadder,\nSeizeTheBanner or VesselStrike")
+                 "(default Frontier); a name that contains Frontier,\nBreach, "
+                 "KillRace, ArmsLadder, SeizeTheBanner or\nVesselStrike adds that section")
       ->type_name("NAME")
       ->group(kGroup);
   app.add_option("--section", choices.section, "Bytes of the mode's section (default: a sample)")
@@ -285,8 +285,8 @@ void AddAnswerOptions(CLI::App& app, ServerSettings& settings, Choices& choices)
       ->group(kGroup);
 }
 
-void AddMisbehaviourOptions(CLI::App& app, ServerSettings& settings, Choices& choices) {
-  constexpr const char* kGroup = "How it misbehaves";
+void AddFaultOptions(CLI::App& app, ServerSettings& settings, Choices& choices) {
+  constexpr const char* kGroup = "Faults";
   app.add_option("--challenge-length", settings.challengeLength,
                  "Bytes of the challenge's answer, 1 to 64\n(default 12; 4 and 12 are the usual "
                  "forms, less\nthan 4 is too short)")
@@ -306,7 +306,6 @@ void AddMisbehaviourOptions(CLI::App& app, ServerSettings& settings, Choices& ch
       ->group(kGroup);
 }
 
-/// What is left to do when the options have been read.
 void Apply(const Choices& choices, ServerSettings& settings) {
   constexpr DWORD kMillisecondsPerSecond = 1000;
   settings.waitMilliseconds = choices.waitSeconds * kMillisecondsPerSecond;
@@ -317,9 +316,9 @@ void Apply(const Choices& choices, ServerSettings& settings) {
   answer.teams = SampleTeams(choices.teams, choices.players, choices.firstName);
   answer.modeSection = choices.section ? kit::ParseHex(*choices.section)
                                        : kit::SampleModeSection(answer.gameMode, answer.teams);
-  // Now, not when the first query has come.
+  // Fail now and not at the first query.
   if (kit::EncodeQueryResponse(answer).size() > kMaxDatagram) {
-    throw kit::UsageError("so many players do not fit into one datagram");
+    throw kit::UsageError("too many players for one datagram");
   }
 }
 
@@ -343,7 +342,7 @@ int Run() {
   app.footer(kFooter);
   AddListeningOptions(app, settings, choices);
   AddAnswerOptions(app, settings, choices);
-  AddMisbehaviourOptions(app, settings, choices);
+  AddFaultOptions(app, settings, choices);
   if (!kit::ReadOptions(app, kit::SplitCommandLine(GetCommandLineW()))) return kit::kSuccess;
   Apply(choices, settings);
   kit::Report report;

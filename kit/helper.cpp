@@ -1,7 +1,6 @@
 // Stand-in for the helper program that launcher.dll starts from its installation directory. It does
-// what the launcher asks for (starts a program, times a list of addresses) and can be told through
-// environment variables to write down what it was asked, or to answer in ways that a real helper
-// never should.
+// what the launcher asks for (starts a program, times a list of addresses). Environment variables
+// make it record the requests, or answer in ways that no real helper should.
 
 // The order matters.
 // clang-format off
@@ -40,7 +39,7 @@ KOVLAUNCH_INSTDIR) with one line of parameters, fields separated by "|":
 
   ICMP|500|<pipe>|<address>|<address>|...|
       Sends one ICMP echo request to every IPv4 address, all at the same time, and
-      waits 500 ms for each. Then connects to <pipe> and writes one message of 1024
+      waits 500 ms for each. It then connects to <pipe> and writes one message of 1024
       bytes: 256 little-endian 32-bit numbers, the milliseconds of the addresses in
       their order. An address that does not answer, or is no IPv4 address, gets
       4294967295; places without an address are 0.
@@ -57,18 +56,18 @@ Environment variables:
       garbage    1024 bytes that are no plausible times: every byte is 0xA5
       short1023  a reply that is one byte too short
       long1025   a reply that is one byte too long
-      silent     connects to the pipe and leaves without a word
+      silent     connects to the pipe and closes it without writing
       absent     never connects: the launcher keeps waiting
       late       as "fixed", but connects only when the event named by
-                 KIT_HELPER_PING_GATE is set (given up after 60 seconds)
+                 KIT_HELPER_PING_GATE is set (at most 60 seconds)
 
-Exit code: 0 done, 1 the request could not be carried out, 2 wrong line of parameters.
+Exit code: 0 success, 1 the request failed, 2 wrong line of parameters.
 )";
 
 constexpr std::uint32_t kNoAnswer = 0xFFFFFFFF;
 
-/// The command line behind the program's name, as it stands: the shell hands the line of parameters
-/// over raw, and it may hold quotation marks that an argument parser would eat.
+/// The command line after the program's name, unparsed: the line of parameters is not quoted, and an
+/// argument parser would take its quotation marks away.
 std::wstring RawParameters() {
   const wchar_t* text = GetCommandLineW();
   if (*text == L'"') {
@@ -183,8 +182,8 @@ void WriteReply(const std::wstring& pipeName, const kit::Bytes& reply) {
   const BOOL done = reply.empty() || WriteFile(pipe, reply.data(), static_cast<DWORD>(reply.size()),
                                                &written, nullptr);
   const DWORD error = GetLastError();
-  // Waits until the reply was read: a helper that has left before the launcher accepts it on the
-  // pipe is taken for none.
+  // Waits until the reply has been read: the launcher gives up a helper that disconnects before it
+  // has accepted the connection.
   FlushFileBuffers(pipe);
   CloseHandle(pipe);
   if (!done) {
@@ -229,7 +228,7 @@ void RunPingLine(const std::wstring& line, kit::Report& report) {
               std::to_string(reply.size()) + " bytes");
 }
 
-/// Tells whoever waits for this helper that it has ended its work, whatever came of it.
+/// Sets the event that KIT_HELPER_DONE_EVENT names, after success and failure alike.
 void SignalDone() {
   const std::wstring name = kit::EnvironmentText(L"KIT_HELPER_DONE_EVENT");
   if (name.empty()) return;

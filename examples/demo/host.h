@@ -34,7 +34,7 @@ class Host {
   std::string Take(IString* text) const;
 
   /// Polls the applications and fetches events until one fits, prints every event on the way and
-  /// returns the one that fits. Events behind it stay for the next call. Throws std::runtime_error
+  /// returns the one that fits. Later events stay for the next call. Throws std::runtime_error
   /// with `description` when none has come after `kPatienceMilliseconds`.
   Event WaitForEvent(const std::string& description, const std::function<bool(const Event&)>& fits);
 

@@ -34,7 +34,7 @@ class LauncherClient {
 
   /// Destroys the launcher, which waits for its workers, and frees the DLL. When results are
   /// outstanding and have not come within half a second it does neither: a helper that hangs would
-  /// hold up the program for ever, so both are left to the end of the process, which is to follow
+  /// hold up the program forever, so both are left to the end of the process, which is to follow
   /// soon.
   ~LauncherClient();
 
@@ -73,8 +73,7 @@ class LauncherClient {
 
  private:
   /// For half a second at most. A worker that is just starting the helper needs the time: ended
-  /// halfway, it would leave a process behind whose first thread nobody resumes, and which stays for
-  /// ever.
+  /// halfway, it would leave a process whose first thread nobody resumes, and which never ends.
   void WaitForLastResults();
 
   launcher_host::Launcher launcher;

@@ -25,7 +25,7 @@ struct LineValue {
 };
 
 /// One form of line and which lines may follow, written down as numbers of places: a line of this
-/// form stands at the place `from` and leads to the place `to`.
+/// form occurs at the place `from` and leads to the place `to`.
 struct LineForm {
   int from;
   std::string_view before;

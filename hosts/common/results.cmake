@@ -4,7 +4,8 @@ if(NOT TARGET host_results)
   add_library(host_results STATIC "${CMAKE_CURRENT_LIST_DIR}/checks.cpp"
                                   "${CMAKE_CURRENT_LIST_DIR}/line_reader.cpp"
                                   "${CMAKE_CURRENT_LIST_DIR}/results.cpp")
-  target_include_directories(host_results PUBLIC "${PROJECT_SOURCE_DIR}")
+  target_include_directories(host_results PUBLIC "${PROJECT_SOURCE_DIR}"
+                                                 "${PROJECT_SOURCE_DIR}/include")
   target_link_libraries(host_results PUBLIC launcher_nlohmann_json)
   launcher_enable_warnings(host_results)
   launcher_harden(host_results -O2)

@@ -2,21 +2,26 @@
 #ifndef LAUNCHER_HOSTS_COMMON_RESULTS_H_
 #define LAUNCHER_HOSTS_COMMON_RESULTS_H_
 
-#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
+
+#include "launcher/results.hpp"
 
 namespace host {
 
 /// Keeps the order in which members are added.
 using Json = nlohmann::ordered_json;
 
+using launcher_host::ModeRow;
+using launcher_host::NamedNumbers;
+using launcher_host::Player;
+using launcher_host::Team;
+
 /// The last address of every batch: one that cannot answer. A helper that was there has written
-/// something other than 0 for it, while a batch that no helper answered is all 0. Only so can a time
-/// of less than a millisecond be told from no time at all.
+/// something other than 0 for it, while a batch that no helper answered is all 0. This is the only
+/// difference between a time of less than a millisecond and no time at all.
 inline constexpr char kImpossibleAddress[] = "256.0.0.1";
 
 struct PingTime {
@@ -30,36 +35,11 @@ struct PingResult {
   std::vector<PingTime> times;  // without that of the impossible address
 };
 
-struct Player {
-  std::string playerId;  // 64 bits, more than a JavaScript number holds
-  std::string name;
-  std::string tag;
-  std::uint64_t rank = 0;
-  std::uint64_t score = 0;
-  std::uint64_t kills = 0;
-  std::uint64_t deaths = 0;
-  std::uint64_t squad = 0;
-  std::uint64_t role = 0;
-};
-
-struct Team {
-  std::uint64_t faction = 0;
-  std::vector<Player> players;
-};
-
-using NamedNumbers = std::vector<std::pair<std::string, std::uint64_t>>;
-
-/// One line of what a game mode counts: a team, "attackers", "defenders", or a player's id.
-struct ModeRow {
-  std::string name;
-  NamedNumbers values;
-};
-
-/// What a server tells, and how far it can be believed. The launcher writes the texts of strangers
+/// What a server reports, and how far it can be believed. The launcher writes the texts of strangers
 /// (names, tags, map and mode) without escapes, between lines of its own, so that a text with line
 /// ends in it can imitate those lines and pretend other players.
-struct ServerState {
-  /// A text holds a line end: somebody tries that. Such texts are cut out (they are empty here), and
+struct ServerState : launcher_host::ServerState {
+  /// A text holds a line end: somebody is trying that. Such texts are cut out (they are empty here), and
   /// numbers and other names may be false.
   bool suspicious = false;
   /// No text holds a line end as it was read, but the same lines could come from one player less,
@@ -67,21 +47,6 @@ struct ServerState {
   /// numbers beside each other are enough for that, so most such servers are honest. A server that
   /// is neither suspicious nor ambiguous sent exactly what is read here.
   bool ambiguous = false;
-  std::string status;  // "SUCCESS", or what went wrong
-  std::string platform;
-  std::string persistedIdPart1;
-  std::string persistedIdPart2;
-  std::string gameId;
-  std::string gameMode;
-  std::uint64_t mapVariant = 0;
-  std::string currentMap;
-  std::string roundTime;
-  std::string defaultRoundTimeMultiplier;
-  std::uint64_t maxPlayers = 0;
-  std::uint64_t waitingPlayers = 0;
-  std::string modeKind;  // "frontier", "breach", ..., or empty
-  std::vector<ModeRow> modeRows;
-  std::vector<Team> teams;
 };
 
 /// Both take the text of the event, read exactly the lines that the launcher writes, and throw

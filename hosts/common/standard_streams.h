@@ -10,7 +10,7 @@ namespace host {
 
 /// The streams that the process was started with. The launcher reports every call on the standard
 /// streams of the process that it is loaded into; once an object of this class is made, before the
-/// DLL is loaded, those lines go elsewhere, and only these handles reach the streams of old. One
+/// DLL is loaded, those lines go elsewhere, and only these handles reach the original streams. One
 /// object in a process, which lives to the end.
 class StandardStreams {
  public:

@@ -1,5 +1,8 @@
 // Help, wrong command lines, exit codes.
 
+#include <regex>
+#include <set>
+
 #include "tests/console/console_run.h"
 #include "tests/support/text.h"
 
@@ -70,6 +73,37 @@ TEST_F(ConsoleCommandLine, CompletionKnowsCommandsAndOptions) {
   EXPECT_EQ(CountOf(powerShell.output, "    'ping' = '--help --file --timeout "), 1U)
       << powerShell.output;
   ExpectWrongUsage(L"completion fish", "fish");
+}
+
+// No PowerShell runs here. Its script is fixed but for a table, whose lines have to be of the form
+// 'command' = 'words', each command once.
+TEST_F(ConsoleCommandLine, CompletionForPowerShellIsWellFormed) {
+  const std::regex entryForm("    '([a-z]*)' = '[-A-Za-z0-9 ]+'");
+  std::set<std::string> commands;
+  std::string rest;
+  for (const std::string& line : Lines(Run(L"completion powershell").output)) {
+    std::smatch entry;
+    if (std::regex_match(line, entry, entryForm)) {
+      EXPECT_TRUE(commands.insert(entry[1]).second) << line;
+    } else {
+      rest += line + "\n";
+    }
+  }
+  EXPECT_EQ(commands,
+            (std::set<std::string>{"", "completion", "doctor", "get", "help", "kill", "launch",
+                                   "list", "ping", "query", "send", "set", "unset", "watch"}));
+  EXPECT_EQ(rest, R"(# PowerShell completion for launcher-console; put into $PROFILE:
+#   launcher-console completion powershell | Out-String | Invoke-Expression
+Register-ArgumentCompleter -Native -CommandName launcher-console, launcher-console.exe -ScriptBlock {
+  param($wordToComplete, $commandAst, $cursorPosition)
+  $words = @{
+  }
+  $command = $commandAst.CommandElements | Select-Object -Skip 1 | ForEach-Object { "$_" } |
+    Where-Object { $_ -ne $wordToComplete -and $words.ContainsKey($_) } | Select-Object -First 1
+  $words["$command"] -split ' ' | Where-Object { $_ -like "$wordToComplete*" } |
+    ForEach-Object { [System.Management.Automation.CompletionResult]::new($_) }
+}
+)");
 }
 
 TEST_F(ConsoleCommandLine, WantsACommand) {

@@ -24,7 +24,7 @@ ConsoleRun ConsoleTest::Run(const std::wstring& arguments) const {
 nlohmann::json ConsoleTest::RunJson(const std::wstring& arguments, DWORD exitCode) const {
   const ConsoleRun run = Run(L"--json " + arguments);
   EXPECT_EQ(run.exitCode, exitCode) << run.output;
-  // A message on standard error may stand before it.
+  // A message on standard error may come before it.
   const std::size_t begin = run.output.find('{');
   const nlohmann::json json = nlohmann::json::parse(
       begin == std::string::npos ? "" : run.output.substr(begin), nullptr, false);

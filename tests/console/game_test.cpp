@@ -62,7 +62,7 @@ TEST_F(ConsoleGame, LaunchTellsThatTheGameIsMissing) {
   const ConsoleRun run = Run(L"launch TAVR-GAME");
   EXPECT_EQ(run.exitCode, 1U);
   EXPECT_EQ(run.output,
-            "launcher-console: TAVR-GAME is not installed; 'doctor TAVR-GAME' tells why\n");
+            "launcher-console: TAVR-GAME is not installed; 'doctor TAVR-GAME' says why\n");
 }
 
 TEST_F(ConsoleGame, SendListensToTheAnswer) {

@@ -109,7 +109,7 @@ def broken_links(repository, page):
 
 
 def missing_files(repository, page):
-    """Names such as `core/log.cpp` or `tests/host/apps/*`; without an ending they stand for any."""
+    """Names such as `core/log.cpp` or `tests/host/apps/*`; without an ending they mean any."""
     for path in re.findall(r"`([a-z_]+/[\w./*-]*)`", (repository / page).read_text()):
         is_ours = path.split("/")[0] != "build" and (repository / path.split("/")[0]).is_dir()
         if is_ours and not any(repository.glob(path.rstrip("/*") + "*")):

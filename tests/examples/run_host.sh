@@ -1,7 +1,7 @@
 #!/bin/bash
 # run_host.sh <repository> <build folder> <expected text> <command> [argument...]
 #
-# Runs an example host with the port of a demo server behind its arguments, and holds what it prints
+# Runs an example host with the port of a demo server after its arguments, and holds what it prints
 # against a file.
 set -euo pipefail
 repository=$1

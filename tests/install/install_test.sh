@@ -20,6 +20,7 @@ bin/launcher.dll.debug
 include/launcher/launcher.h
 include/launcher/launcher.hpp
 include/launcher/launcher_c.h
+include/launcher/results.hpp
 lib/cmake/launcher/launcher-config-version.cmake
 lib/cmake/launcher/launcher-config.cmake
 lib/cmake/launcher/launcherTargets-release.cmake

@@ -21,7 +21,8 @@ Fail() {
 
 # What must be there; whatever else is added does no harm.
 for file in bin/launcher.dll bin/launcher.dll.debug include/launcher/launcher.h \
-  include/launcher/launcher_c.h lib/liblauncher.dll.a lib/launcher.lib lib/pkgconfig/launcher.pc \
+  include/launcher/launcher_c.h include/launcher/launcher.hpp include/launcher/results.hpp \
+  lib/liblauncher.dll.a lib/launcher.lib lib/pkgconfig/launcher.pc \
   kit/helperx64.exe kit/demo_game.exe kit/demo_server.exe kit/vectors/frames.json doc/hosts-guide.html \
   doc/formats.html doc/kit.html examples/c_host.c examples/rust/src/launcher.rs THIRD_PARTY_NOTICES.md; do
   [[ -s "$sdk/$file" ]] || Fail "the SDK has no $file"

@@ -16,7 +16,7 @@ using Action = std::function<ExitCode(Session&)>;
 // Under which the help lists the commands.
 inline constexpr char kGamesGroup[] = "Games on this computer";
 inline constexpr char kServersGroup[] = "Game servers";
-inline constexpr char kHelpGroup[] = "When something is amiss, and help";
+inline constexpr char kHelpGroup[] = "Problems and help";
 
 void AddListCommand(CLI::App& app, Action& action);
 void AddParameterCommands(CLI::App& app, Action& action);  // get, set, unset

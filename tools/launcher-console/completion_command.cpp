@@ -67,8 +67,13 @@ std::string Script(const CLI::App& app, bool bash) {
   };
   for (const CLI::App* const command : app.get_subcommands({})) {
     commands += " " + command->get_name();
-    addCase(command->get_name(), (TakesApplication(*command) ? applications : "") +
-                                     OptionNames(*command) + OptionNames(app));
+  }
+  for (const CLI::App* const command : app.get_subcommands({})) {
+    const std::string name = command->get_name();
+    const std::string words = name == "help"               ? commands
+                              : TakesApplication(*command) ? applications
+                                                           : "";
+    addCase(name, words + OptionNames(*command) + OptionNames(app));
   }
   addCase("", commands + OptionNames(app));
   return bash ? Replaced(Replaced(kBash, "@commands@", commands.substr(1)), "@cases@", cases)

@@ -101,7 +101,7 @@ void AddDoctorCommand(CLI::App& app, Action& action) {
   doctor->group(kHelpGroup);
   AddApplication(*doctor, arguments->appId, "Only this application; what it lacks is a problem");
   doctor->add_flag("--no-connect", arguments->noConnect,
-                   "Do not connect to a game's pipe. (Connecting tells whose pipe it is; the game "
+                   "Do not connect to a game's pipe. (Connecting shows whose pipe it is; the game "
                    "sees a launcher that comes and leaves.)");
   AddSecondsOption(*doctor, "--timeout", arguments->timeoutSeconds,
                    "How long the helper program may take (default 10)");

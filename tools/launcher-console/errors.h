@@ -29,7 +29,7 @@ class NotDone : public CommandError {
   explicit NotDone(const std::string& message) : CommandError(ExitCode::kNotDone, message) {}
 };
 
-/// An argument cannot be what it stands for.
+/// An argument that makes no sense.
 class WrongUsage : public CommandError {
  public:
   explicit WrongUsage(const std::string& message) : CommandError(ExitCode::kWrongUsage, message) {}

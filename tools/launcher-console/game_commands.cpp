@@ -70,8 +70,7 @@ ExitCode Launch(Session& session, const LaunchArguments& arguments) {
   }
   host::LauncherClient& launcher = session.Launcher();
   if (!launcher.IsInstalled(arguments.appId)) {
-    throw NotDone(arguments.appId + " is not installed; 'doctor " + arguments.appId +
-                  "' tells why");
+    throw NotDone(arguments.appId + " is not installed; 'doctor " + arguments.appId + "' says why");
   }
   if (!launcher.Launch(arguments.appId, arguments.commandLine, arguments.flag)) {
     throw CommandError(ExitCode::kEnvironment,

@@ -206,7 +206,7 @@ class GameDoctor {
     if (!options.mayConnect) return;
     const std::optional<Process> owner = OwnerOfPipe(pipe);
     if (!owner) {
-      Add(Level::kNote, "Windows does not tell whose pipe it is",
+      Add(Level::kNote, "Windows does not say whose pipe it is",
           "Nothing to do, unless the game does not answer.");
       return;
     }

@@ -24,7 +24,7 @@ namespace console {
 namespace {
 
 constexpr char kFooter[] = R"(
-APP is an identifier as 'list' shows it, or its beginning: brenna stands for BRENNA-GAME.
+APP is an identifier as 'list' shows it, or its beginning: brenna means BRENNA-GAME.
 launcher-console help COMMAND explains a command.
 
 Examples:
@@ -87,7 +87,7 @@ void AddCommands(CLI::App& app, Action& action) {
   AddCompletionCommand(app, action);
   AddHelpCommand(app);
   for (CLI::App* const command : app.get_subcommands({})) {
-    command->fallthrough();  // global options may stand after the command, too
+    command->fallthrough();  // global options are taken after the command, too
   }
 }
 
@@ -130,7 +130,7 @@ struct Report {
 
   ExitCode Fail(ExitCode code, const std::string& message) const {
     errors.Line("launcher-console: " + message);
-    if (options.json) {  // one line: before it may stand those of 'watch'
+    if (options.json) {  // on one line, as those that 'watch' may have written before
       out.Record({{"command", options.command},
                   {"error", {{"message", message}, {"exitCode", static_cast<int>(code)}}}});
     }

@@ -18,8 +18,8 @@ std::chrono::milliseconds ToMilliseconds(double seconds);
 CLI::Option* AddSecondsOption(CLI::App& command, const std::string& name, double& seconds,
                               const std::string& description);
 
-/// The application that somebody means by its identifier or by the short name, which leaves "-GAME"
-/// or "-APP" away. Letter case counts nothing. Throws CLI::ValidationError for any other word.
+/// The application with this identifier or short name, which is the identifier without "-GAME" or
+/// "-APP". Ignores case. Throws CLI::ValidationError for any other word.
 const host::KnownApplication& FindApplication(const std::string& word);
 
 /// Adds the argument APP; `id` becomes the identifier.

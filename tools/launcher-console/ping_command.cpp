@@ -106,7 +106,7 @@ class Ping {
     if (!hasHelper) {
       throw CommandError(ExitCode::kEnvironment,
                          "the helper program gave no times: it is missing, does not start or does "
-                         "not answer; 'launcher-console doctor' tells which");
+                         "not answer; 'launcher-console doctor' says which");
     }
     if (isInterrupted) return ExitCode::kInterrupted;
     return AnswerCount() == PingCount() ? ExitCode::kDone : ExitCode::kNotDone;

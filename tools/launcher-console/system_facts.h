@@ -1,4 +1,4 @@
-// What Windows tells about registry, files, processes and pipes. Only looks, changes nothing.
+// What Windows says of registry, files, processes and pipes. Changes nothing.
 #ifndef LAUNCHER_TOOLS_LAUNCHER_CONSOLE_SYSTEM_FACTS_H_
 #define LAUNCHER_TOOLS_LAUNCHER_CONSOLE_SYSTEM_FACTS_H_
 

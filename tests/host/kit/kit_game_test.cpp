@@ -137,7 +137,7 @@ TEST(KitGame, TakesOptionsFromTheEnvironmentInstead) {
 TEST(KitGame, EndsWhenNobodyComes) {
   KitProgram game(kGame, L"--pipe " + PipeName() + L" --wait 1");
   EXPECT_EQ(game.ExitCode(), 0U);
-  EXPECT_EQ(CountOf(game.Output(), "game: no launcher came, ending\n"), 1U);
+  EXPECT_EQ(CountOf(game.Output(), "game: no launcher has connected, ending\n"), 1U);
 }
 
 }  // namespace

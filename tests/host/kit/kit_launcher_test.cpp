@@ -102,7 +102,8 @@ TEST_F(KitLauncherPipe, FailsWhenNoCommandComes) {
   KitProgram launcher(kLauncher, L"pipe " + name + L" --count 1 --timeout 1");
   ASSERT_TRUE(game.Accept(kPatienceMs));
   EXPECT_EQ(launcher.ExitCode(), 1U);
-  EXPECT_THAT(launcher.Output(), EndsWith("demo_launcher: nothing more came from the game\n"));
+  EXPECT_THAT(launcher.Output(),
+              EndsWith("demo_launcher: the game sent no further command in time\n"));
 }
 
 TEST_F(KitLauncherPipe, FailsAtBytesThatAreNoFrame) {

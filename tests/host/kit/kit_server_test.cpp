@@ -90,11 +90,11 @@ TEST(KitServer, NamesWrongOptions) {
   KitProgram section(kServer, L"--section 123");
   EXPECT_EQ(section.ExitCode(), 2U);
   EXPECT_EQ(section.Output(),
-            "demo_server: '123' is no text of hexadecimal bytes\nTry: demo_server --help\n");
+            "demo_server: '123' is not a list of hexadecimal bytes\nTry: demo_server --help\n");
   KitProgram players(kServer, L"--teams 128 --players 255");
   EXPECT_EQ(players.ExitCode(), 2U);
   EXPECT_EQ(players.Output(),
-            "demo_server: so many players do not fit into one datagram\n"
+            "demo_server: too many players for one datagram\n"
             "Try: demo_server --help\n");
 }
 
@@ -123,7 +123,7 @@ TEST(KitServer, AnswersChallengeAndQuery) {
                    1}));                                          // squad
   EXPECT_EQ(server.ExitCode(), 0U);
   EXPECT_EQ(CountOf(server.Output(), "server: query for game 4711 from port "), 1U);
-  EXPECT_EQ(CountOf(server.Output(), "server: over after 1 queries\n"), 1U);
+  EXPECT_EQ(CountOf(server.Output(), "server: ended; queries answered: 1\n"), 1U);
 }
 
 TEST(KitServer, TellsItsOwnGameIdAndSection) {
@@ -192,7 +192,7 @@ TEST(KitServer, StaysSilentAtTheQuery) {
 TEST(KitServer, EndsWhenNobodyAsks) {
   KitProgram server(kServer, L"--wait 1");
   EXPECT_EQ(server.ExitCode(), 0U);
-  EXPECT_EQ(CountOf(server.Output(), "server: no datagram came, ending\n"), 1U);
+  EXPECT_EQ(CountOf(server.Output(), "server: no datagram received, ending\n"), 1U);
 }
 
 }  // namespace
