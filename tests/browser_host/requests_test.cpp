@@ -302,10 +302,14 @@ TEST_F(BrowserHostBusy, OnlySoManyPingsAreUnderWay) {
 
 TEST_F(BrowserHostBusy, OnlySoManyRequestsWait) {
   program.Call("pingBatch", batch);
-  for (int i = 100; i < 116; ++i) {
+  for (int i = 100; i < 117; ++i) {
     program.Send(Json{{"id", i}, {"method", "waitForThreads"}}.dump());
   }
-  EXPECT_EQ(program.CallForError("waitForThreads"), "busy");
+  program.Send(R"({"id": 117, "method": "echo"})");
+  const Json refused = program.ReceiveJson();
+  EXPECT_EQ(refused["id"], 116);
+  EXPECT_EQ(refused["error"]["code"], "busy");
+  EXPECT_EQ(program.ReceiveJson()["id"], 117);
   SetEvent(gate.Get());
   program.ReceiveEvent("PingBatchResult");
   for (int i = 100; i < 116; ++i) EXPECT_EQ(program.ReceiveJson()["id"], i);
