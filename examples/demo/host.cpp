@@ -51,7 +51,7 @@ void Host::FetchEvents() {
   }
 }
 
-// A game's pipe is only looked after inside PollApps; results of workers come by themselves.
+// A game's pipe is only served inside PollApps; results of workers come by themselves.
 void Host::PollAfterPause() {
   WaitForSingleObject(launcher.WakeEvent(), kPollMilliseconds);
   launcher.PollApps();

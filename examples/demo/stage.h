@@ -1,5 +1,4 @@
-/// The stage of the demonstration: an installed game and an installed store client, as far as a
-/// launcher can see.
+/// What the demonstration installs: a game and a store client, as far as a launcher can see.
 #ifndef LAUNCHER_EXAMPLES_DEMO_STAGE_H_
 #define LAUNCHER_EXAMPLES_DEMO_STAGE_H_
 

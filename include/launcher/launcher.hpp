@@ -1,5 +1,5 @@
-/// launcher.dll for hosts in C++17: the contract of launcher.h with owners for what must be handed
-/// back, text in UTF-16 or UTF-8, a loop that polls, and results as structures (results.hpp). Headers alone.
+/// launcher.dll for hosts in C++17: RAII wrappers of launcher.h, texts in UTF-16 or UTF-8, an event
+/// loop that polls, and results as structures (results.hpp). Header-only.
 ///
 ///   launcher_host::LoadError error;
 ///   launcher_host::Launcher launcher =
@@ -13,14 +13,14 @@
 ///     return event.IsState(launcher_host::app::kBrenna, launcher_host::state::kReady);
 ///   });
 ///
-/// Nothing here throws by itself, so a host may be built without exceptions; what launcher.h says
-/// of std::bad_alloc and std::length_error holds for `PingBatch` and `QueryServer` here as well.
-/// What each operation does, and which thread may call it, is written in launcher.h beside the
-/// operation of the same name.
+/// Nothing here throws by itself, so a host may be built without exceptions; `PingBatch` and
+/// `QueryServer` let through the std::bad_alloc and std::length_error that launcher.h names. What
+/// each operation does, and which thread may call it, is documented in launcher.h under the same
+/// name.
 ///
-/// Without the standard library (`-ffreestanding`), and without <windows.h>, all but the parts in
-/// `#if LAUNCHER_HPP_HOSTED` is there: constants, `Launcher`, `Event` and `String`, with texts in
-/// UTF-16.
+/// Without the standard library (`-ffreestanding`) and without <windows.h>, everything outside
+/// `#if LAUNCHER_HPP_HOSTED` is available: constants, `Launcher`, `Event` and `String`, with texts
+/// in UTF-16.
 #ifndef LAUNCHER_LAUNCHER_HPP_
 #define LAUNCHER_LAUNCHER_HPP_
 
@@ -50,7 +50,7 @@
 #if __has_include(<windows.h>)
 #include <windows.h>
 #else
-// What this header calls, as <windows.h> declares it.
+// The functions that this header calls, declared as in <windows.h>.
 struct HINSTANCE__;
 extern "C" {
 __declspec(dllimport) HINSTANCE__* LoadLibraryW(const wchar_t* path);
@@ -120,10 +120,10 @@ inline constexpr const wchar_t* kExtraArguments = L"EXTRA_ARGUMENTS";
 inline constexpr const wchar_t* kOstrelLocalHostEnabled = L"OstrelLocalHostEnabled";
 }  // namespace parameter
 
-/// The value of "probeMethod" that has effect.
+/// The only value of "probeMethod" that has an effect.
 inline constexpr const wchar_t* kProbePath = L"path";
 
-/// Answers of `GetVersion` and `GetExtraArguments` that are none.
+/// Results of `GetVersion` and `GetExtraArguments` in place of a version or arguments.
 inline constexpr const wchar_t* kNotInstalled = L"NOT_INSTALLED";
 inline constexpr const wchar_t* kInvalidAppId = L"INVALID_APP_ID";
 
@@ -132,7 +132,7 @@ inline constexpr const wchar_t* kQuerySuccess = L"SUCCESS";
 
 inline constexpr unsigned long long kNoLimit = ~0ULL;
 
-/// Whether two texts are equal, letter case included.
+/// Compares two texts, case-sensitively.
 inline bool Same(const wchar_t* left, const wchar_t* right) {
   for (; *left == *right; ++left, ++right) {
     if (*left == L'\0') return true;
@@ -159,7 +159,7 @@ inline std::string ToUtf8(std::wstring_view text) {
   return bytes;
 }
 
-/// Bytes that are no UTF-8 become U+FFFD.
+/// Invalid UTF-8 becomes U+FFFD.
 inline std::wstring ToWide(std::string_view bytes) {
   const int size = static_cast<int>(bytes.size());
   const int length = MultiByteToWideChar(CP_UTF8, 0, bytes.data(), size, nullptr, 0);
@@ -168,7 +168,7 @@ inline std::wstring ToWide(std::string_view bytes) {
   return text;
 }
 
-/// What Windows says of an error code, as in "The system cannot find the file specified. (error
+/// Windows' message for an error code, as in "The system cannot find the file specified. (error
 /// 2)". `subject` takes the place of the "%1" that some of these texts have.
 inline std::string DescribeError(unsigned long code, std::string_view subject = "the file") {
   wchar_t wide[512] = L"";
@@ -182,8 +182,8 @@ inline std::string DescribeError(unsigned long code, std::string_view subject = 
 }
 #endif
 
-/// An argument of the launcher's operations: UTF-16 is taken as it is, UTF-8 converted. Made on the
-/// way into a call and gone after it.
+/// A text argument of the launcher's operations: UTF-16 is passed on, UTF-8 is converted. A
+/// temporary that lives for one call.
 class Text {
  public:
   Text(const wchar_t* wide) : pointer(wide) {}
@@ -346,7 +346,7 @@ struct LoopOptions {
   unsigned long pauseMsec = 100;
   /// Whether each round calls `PollApps`. Ping batches and queries need no polling.
   bool pollApplications = true;
-  /// An object of Windows' that ends the loop when it is signaled; null for none.
+  /// A Windows object that ends the loop when it is signaled; null for none.
   void* stop = nullptr;
 };
 
@@ -356,11 +356,11 @@ enum class LoopEnd { kHandled, kTimedOut, kStopped };
 /// A launcher, and the DLL that it comes from. Can be moved, not copied. Used from one thread.
 class Launcher {
  public:
-  /// None; only good for assignment.
+  /// Empty: for assignment only.
   Launcher() = default;
 
-  /// Loads the DLL. Give the full path: Windows searches several folders for any other. The result
-  /// is false, and `error` says why, when there is none or it has another contract.
+  /// Loads the DLL. Give the full path: Windows searches several folders for any other. On failure
+  /// the result is empty and `error` says why.
   static Launcher Load(const Text& dllPath, LoadError& error) {
     error = {};
     Launcher loaded;
@@ -410,8 +410,8 @@ class Launcher {
     if (library != nullptr) FreeLibrary(library);
   }
 
-  /// Leaves launcher and DLL to the end of the process, which should be near: for a host that must
-  /// end although a helper program hangs.
+  /// Leaves the launcher and the DLL to the end of the process, which should be near: for a host
+  /// that has to exit while a helper program hangs.
   void Abandon() {
     launcher = nullptr;
     wake = nullptr;
@@ -426,9 +426,9 @@ class Launcher {
   /// "162", as the DLL exports it; empty without a launcher.
   const wchar_t* Version() const { return launcher != nullptr ? exports.version : L""; }
 
-  /// An object of Windows' that is signaled when events may be queued, and that a wait resets: for
-  /// hosts with a loop of their own, which then call `NextEvent` until there is none, and
-  /// `PollApps` a few times a second.
+  /// An auto-reset event that is signaled when launcher events may be queued. For hosts with a loop
+  /// of their own: wait for it, call `NextEvent` until there is none, and `PollApps` a few times a
+  /// second.
   void* WakeEvent() const { return wake; }
 
   // The operations of launcher.h.
@@ -520,7 +520,7 @@ class Launcher {
     decltype(&DestroyLauncher) destroy;
   };
 
-  // Runs on any thread and under the launcher's lock, so it only wakes the host's thread up.
+  // Runs on any thread, under the launcher's lock: it only wakes the host's thread.
   static void Notify(void* plugin) { SetEvent(plugin); }
 
   void* Find(const char* name, LoadError& error) const {

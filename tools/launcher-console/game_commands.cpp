@@ -56,7 +56,7 @@ void WaitUntilReady(Session& session, const std::string& appId, double seconds,
   throw NotDone("the pipe of " + appId + " could not be connected: is the game running?");
 }
 
-// At once: the launcher would only say false.
+// Refused here: the launcher would only return false.
 void RefuseStoreClient(const std::string& appId, const std::string& reason) {
   if (IsStoreClient(FindApplication(appId))) {
     throw WrongUsage(appId + " is the store client, which " + reason);

@@ -69,7 +69,7 @@ void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
       ->type_name("PATH");
 }
 
-// `help COMMAND` is made `COMMAND --help` before the parser sees it; here it is only listed.
+// For the list of commands only: `help COMMAND` is parsed as `COMMAND --help`.
 void AddHelpCommand(CLI::App& app) {
   CLI::App* const help = app.add_subcommand("help", "Explain a command");
   help->group(kHelpGroup);
@@ -104,7 +104,7 @@ void AddOptionNames(const CLI::App& app, std::vector<std::string>& names) {
   }
 }
 
-// What the parser did not expect, in words that help.
+// The message for a word that the parser did not expect.
 std::string ExplainUnexpected(const CLI::App& app, const CLI::ExtrasError& error) {
   const std::vector<std::string> unexpected = app.remaining(true);
   if (unexpected.empty()) return error.what();

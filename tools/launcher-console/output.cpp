@@ -113,7 +113,7 @@ void Output::Table(const std::vector<Row>& rows, const std::vector<Align>& colum
 void Output::Redraw() {
   ClearProgress();
   if (isRedrawn && !hasSequences) Write("\n");
-  // Up to the first of the lines, and away with what is below.
+  // Moves up to the first of the lines and clears from there.
   if (isRedrawn && linesToRedraw > 0 && hasSequences) {
     Write("\x1B[" + std::to_string(linesToRedraw) + "A\x1B[J");
   }
@@ -134,7 +134,7 @@ void Output::Write(const std::string& text) {
     DWORD written = 0;
     WriteConsoleW(stream, wide.data(), static_cast<DWORD>(wide.size()), &written, nullptr);
   } else {
-    // A reader that has gone, as `head` does, is no failure.
+    // A reader that has closed its end, such as `head`, is no failure.
     host::WriteAll(stream, text.data(), text.size());
   }
 }

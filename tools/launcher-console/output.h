@@ -28,24 +28,24 @@ class Output {
  public:
   explicit Output(HANDLE outputStream);
 
-  /// Whether a person looks at it, so that lines may be overwritten.
+  /// Whether it is a console window, in which lines may be overwritten.
   bool IsConsole() const { return isConsole; }
   /// Columns of the window; 80 when there is none.
   std::size_t Width() const;
 
   void Line(const std::string& text = "");
-  /// A word in colour, filled up to `width`, and a text after it. No colour unless a person looks,
-  /// nor when the environment variable NO_COLOR is set.
+  /// A word in colour, filled up to `width`, and a text after it. Colour only
+  /// in a console window, and not when the environment variable NO_COLOR is set.
   void Marked(Colour colour, const std::string& word, std::size_t width, const std::string& text);
-  /// Overwrites itself at the next call; nothing unless a person looks.
+  /// A line that the next output overwrites. Written to a console window only.
   void Progress(const std::string& text);
   void Document(const Json& json);
   /// One line.
   void Record(const Json& json);
   /// The first row is the headline. Cells are cut to `kLongestCell` columns.
   void Table(const std::vector<Row>& rows, const std::vector<Align>& columns);
-  /// What is written from the first call on is overwritten by what follows the next one, when a
-  /// person looks; otherwise an empty line separates the two.
+  /// In a console window, each call makes what follows overwrite what was written since the last
+  /// one; elsewhere an empty line separates the two.
   void Redraw();
 
   static constexpr std::size_t kLongestCell = 48;

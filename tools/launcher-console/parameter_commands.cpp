@@ -209,7 +209,7 @@ void AddParameterCommands(CLI::App& app, Action& action) {
   CLI::Option* const list = set->add_flag("--list", arguments->isListing,
                                           "Show everything that is remembered, and where");
   CLI::Option* const appId = AddApplication(*set, arguments->appId, "Identifier, as in brenna");
-  // One word for both: a value that begins with a dash would pass for an option.
+  // One word for both: a separate value that begins with a dash would be taken for an option.
   const auto assignment = std::make_shared<std::string>();
   CLI::Option* const pair =
       set->add_option("KEY=VALUE", *assignment, "As in probeMethod=path; the value may be empty");

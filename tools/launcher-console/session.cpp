@@ -12,7 +12,7 @@
 namespace console {
 namespace {
 
-// As often as a game's pipe is looked after.
+// How often games are polled.
 constexpr DWORD kPollMilliseconds = 100;
 
 [[noreturn]] void ThrowInterrupted() { throw CommandError(ExitCode::kInterrupted, "interrupted"); }

@@ -8,11 +8,10 @@
 
 namespace console {
 
-/// Letter case of ASCII aside.
+/// Ignores the case of ASCII letters.
 bool SameIgnoringCase(std::string_view left, std::string_view right);
 
-/// The known word that differs least, or an empty text when none is near. Letter case counts
-/// nothing.
+/// The known word that differs least, ignoring case; empty when none is near.
 std::string Nearest(std::string_view word, const std::vector<std::string>& known);
 
 /// "; did you mean 'probeMethod'?", or an empty text.

@@ -26,7 +26,7 @@ std::optional<RegistryValue> ReadRegistry(const std::string& key, const std::str
 bool FileExists(const std::string& path);
 bool Is64BitSystem();
 
-/// For which processor a program or DLL is made.
+/// The architecture of a program or DLL.
 enum class ImageKind { kMissing, kNoImage, k32Bit, k64Bit };
 ImageKind LookAtImage(const std::wstring& path);
 
@@ -35,7 +35,7 @@ struct Process {
   std::string name;
 };
 
-/// Processes whose file name is one of these, letter case aside.
+/// Processes whose file name is one of these, ignoring case.
 std::vector<Process> FindProcesses(const std::vector<std::string>& names);
 
 enum class PipeState { kMissing, kFree, kBusy };
