@@ -17,6 +17,7 @@
 #include "tests/support/import_redirector.h"
 #include "tests/support/log_of.h"
 #include "tests/support/pipe_server.h"
+#include "tests/support/registry_calls.h"
 #include "tests/support/registry_fixture.h"
 #include "tests/support/temp_directory.h"
 #include "tests/support/text.h"
@@ -225,27 +226,11 @@ TEST(AppsExpansions, KeysOfUpdatesAreOpenedAndClosedOneByOne) {
   registry.CreateKey(base + L"\\Xpack1");
   registry.CreateKey(base + L"\\Xpack3");
   DllHost host;
-  std::vector<std::wstring> steps;
-  HKEY last = nullptr;
-  IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
-  opens.SetReplacement([&](HKEY root, LPCWSTR path, DWORD options, REGSAM access, HKEY* key) {
-    EXPECT_EQ(root, HKEY_LOCAL_MACHINE);
-    EXPECT_EQ(options, 0U);
-    EXPECT_EQ(access, 0x20219U);
-    const LSTATUS status = opens.CallOriginal(root, path, options, access, key);
-    steps.push_back(std::wstring(status == ERROR_SUCCESS ? L"opened " : L"missing ") + path);
-    last = *key;
-    return status;
-  });
-  IMPORT_HOOK(RegCloseKey) closes(host.Module());
-  closes.SetReplacement([&](HKEY key) {
-    steps.emplace_back(key == last ? L"closed" : L"closed another");
-    return closes.CallOriginal(key);
-  });
+  RegistryCalls calls(host.Module(), 255);
   EXPECT_TRUE(host->IsInstalled(L"BRENNA-GAME"));
-  EXPECT_THAT(steps, ElementsAre(L"opened " + base, L"opened " + base + L"\\Xpack1", L"closed",
-                                 L"missing " + base + L"\\Xpack2", L"opened " + base + L"\\Xpack3",
-                                 L"closed"));
+  const std::string open = "open " + Narrow(base);
+  EXPECT_THAT(calls.Take(), ElementsAre(open, "query Install Dir", open + "\\Xpack1", "close",
+                                        open + "\\Xpack2 failed", open + "\\Xpack3", "close"));
 }
 
 /// Replaces the enumeration of directories by entries that the test makes up.

@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tests/host/apps/game_probe.h"
@@ -19,6 +18,7 @@
 #include "tests/support/helper_installation.h"
 #include "tests/support/import_redirector.h"
 #include "tests/support/log_of.h"
+#include "tests/support/registry_calls.h"
 #include "tests/support/registry_fixture.h"
 #include "tests/support/text.h"
 
@@ -94,50 +94,28 @@ TEST_F(AppsRegistryProbe, MissingExecutableFails) {
 // The key is closed after a failed query alone, and after its line.
 TEST_F(AppsRegistryProbe, RegistryCallsAndTheirFailures) {
   const GameInstallation game;
-  HKEY opened = nullptr;
-  IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
-  opens.SetReplacement([&](HKEY root, LPCWSTR path, DWORD options, REGSAM access, HKEY* key) {
-    EXPECT_EQ(root, HKEY_LOCAL_MACHINE);
-    EXPECT_STREQ(path, LR"(SOFTWARE\Hollin Games\Ashgrove 4)");
-    EXPECT_EQ(options, 0U);
-    EXPECT_EQ(access, 0x20219U);
-    const LSTATUS status = opens.CallOriginal(root, path, options, access, key);
-    opened = *key;
-    return status;
-  });
-  IMPORT_HOOK(RegQueryValueExW) queries(host.Module());
-  queries.SetReplacement(
-      [&](HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size) {
-        EXPECT_EQ(key, opened);
-        EXPECT_STREQ(name, L"Install Dir");
-        EXPECT_EQ(reserved, nullptr);
-        EXPECT_EQ(*size, 255U);
-        return queries.CallOriginal(key, name, reserved, type, data, size);
-      });
-  const StreamCapture log;
-  std::vector<std::pair<HKEY, bool>> closed;
-  IMPORT_HOOK(RegCloseKey) closes(host.Module());
-  closes.SetReplacement([&](HKEY key) {
-    closed.emplace_back(key, log.Text().ends_with("unable to query Install Dir (1018)\n"));
-    return closes.CallOriginal(key);
-  });
+  RegistryCalls registry(host.Module(), 255);
+  const std::string open = R"(open SOFTWARE\Hollin Games\Ashgrove 4)";
   EXPECT_TRUE(IsInstalled());
+  EXPECT_THAT(registry.Take(), ElementsAre(open, "query Install Dir"));
   std::filesystem::remove(game.InstallDir() + kBrennaX64Name);
   EXPECT_FALSE(IsInstalled());
-  EXPECT_THAT(closed, testing::IsEmpty());
-  EXPECT_EQ(opens.CallCount(), 2U);
-  EXPECT_EQ(queries.CallCount(), 2U);
+  EXPECT_THAT(registry.Take(), ElementsAre(open, "query Install Dir"));
 
-  queries.FailAlways(ERROR_KEY_DELETED, ERROR_INVALID_FUNCTION);
+  const StreamCapture log;
+  std::string logAtClose;
+  registry.OnClose([&] { logAtClose = log.Text(); });
+  registry.FailQueries(ERROR_KEY_DELETED, ERROR_INVALID_FUNCTION);
   EXPECT_FALSE(IsInstalled());
-  EXPECT_THAT(log.Text(), EndsWith("AshgroveApp::_SetupGame: Probe failed, unable to query "
+  EXPECT_THAT(registry.Take(), ElementsAre(open, "query Install Dir failed", "close"));
+  EXPECT_THAT(logAtClose, EndsWith("AshgroveApp::_SetupGame: Probe failed, unable to query "
                                    "Install Dir (1018)\n"));
-  EXPECT_THAT(closed, ElementsAre(std::pair(opened, true)));
-  opens.FailAlways(ERROR_ACCESS_DENIED, ERROR_INVALID_FUNCTION);
+  EXPECT_EQ(log.Text(), logAtClose);
+  registry.FailOpens(ERROR_ACCESS_DENIED, ERROR_INVALID_FUNCTION);
   EXPECT_FALSE(IsInstalled());
+  EXPECT_THAT(registry.Take(), ElementsAre(open + " failed"));
   EXPECT_THAT(log.Text(), EndsWith("AshgroveApp::_SetupGame: Probe failed, unable to open "
                                    "SOFTWARE\\Hollin Games\\Ashgrove 4 (5)\n"));
-  EXPECT_EQ(closed.size(), 1U);
 }
 
 TEST_F(AppsRegistryProbe, KeyOfThe64BitViewIsNotSeen) {

@@ -10,15 +10,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "tests/support/dll_host.h"
 #include "tests/support/helper_installation.h"
 #include "tests/support/import_redirector.h"
 #include "tests/support/log_of.h"
+#include "tests/support/registry_calls.h"
 #include "tests/support/registry_fixture.h"
 #include "tests/support/text.h"
 
@@ -53,56 +51,29 @@ TEST(AppsStore, VersionIsThatOfTheRegistry) {
 // The lines show the thread's last error, not the status that the registry returned. The key is
 // closed after a failed query alone, and after its line.
 TEST(AppsStore, RegistryCallsAndTheirFailures) {
-  RegistryFixture registry;
-  registry.SetText(kKey, kValue, L"9.4.1");
+  RegistryFixture fixture;
+  fixture.SetText(kKey, kValue, L"9.4.1");
   DllHost host;
-  HKEY opened = nullptr;
-  IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
-  opens.SetReplacement([&](HKEY root, LPCWSTR path, DWORD options, REGSAM access, HKEY* key) {
-    EXPECT_EQ(root, HKEY_LOCAL_MACHINE);
-    EXPECT_STREQ(path, LR"(SOFTWARE\Ostrel)");
-    EXPECT_EQ(options, 0U);
-    EXPECT_EQ(access, 0x20219U);
-    const LSTATUS status = opens.CallOriginal(root, path, options, access, key);
-    opened = *key;
-    return status;
-  });
-  IMPORT_HOOK(RegQueryValueExW) queries(host.Module());
-  queries.SetReplacement(
-      [&](HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size) {
-        EXPECT_EQ(key, opened);
-        EXPECT_STREQ(name, L"ClientVersion");
-        EXPECT_EQ(reserved, nullptr);
-        EXPECT_EQ(*size, 255U);
-        return queries.CallOriginal(key, name, reserved, type, data, size);
-      });
-  std::optional<StreamCapture> log;
-  std::vector<std::pair<HKEY, std::string>> closed;
-  IMPORT_HOOK(RegCloseKey) closes(host.Module());
-  closes.SetReplacement([&](HKEY key) {
-    closed.emplace_back(key, log->Text());
-    return closes.CallOriginal(key);
-  });
-  log.emplace();
+  RegistryCalls registry(host.Module(), 255);
   EXPECT_TRUE(host->IsInstalled(kId));
-  EXPECT_THAT(closed, IsEmpty());
+  EXPECT_THAT(registry.Take(), ElementsAre(R"(open SOFTWARE\Ostrel)", "query ClientVersion"));
 
-  queries.FailAlways(ERROR_FILE_NOT_FOUND, 4321);
-  log.reset();
-  log.emplace();
-  EXPECT_FALSE(host->IsInstalled(kId));
-  const std::string queryLine =
-      "OstrelApp::SetupGame: Failed to query registry value ClientVersion (4321)\n";
-  EXPECT_EQ(log->Text(), queryLine);
-  EXPECT_THAT(closed, ElementsAre(std::pair(opened, queryLine)));
-
-  opens.FailAlways(ERROR_FILE_NOT_FOUND, 1234);
-  log.reset();
-  log.emplace();
-  EXPECT_FALSE(host->IsInstalled(kId));
-  EXPECT_EQ(log->Text(),
+  std::string logAtClose;
+  registry.FailQueries(ERROR_FILE_NOT_FOUND, 4321);
+  {
+    const StreamCapture log;
+    registry.OnClose([&] { logAtClose = log.Text(); });
+    EXPECT_FALSE(host->IsInstalled(kId));
+    EXPECT_EQ(log.Text(), logAtClose);
+  }
+  EXPECT_THAT(registry.Take(),
+              ElementsAre(R"(open SOFTWARE\Ostrel)", "query ClientVersion failed", "close"));
+  EXPECT_EQ(logAtClose,
+            "OstrelApp::SetupGame: Failed to query registry value ClientVersion (4321)\n");
+  registry.FailOpens(ERROR_FILE_NOT_FOUND, 1234);
+  EXPECT_EQ(LogOf([&] { EXPECT_FALSE(host->IsInstalled(kId)); }),
             "OstrelApp::SetupGame: Failed to open registry key SOFTWARE\\Ostrel (1234)\n");
-  EXPECT_EQ(closed.size(), 1U);
+  EXPECT_THAT(registry.Take(), ElementsAre(R"(open SOFTWARE\Ostrel failed)"));
 }
 
 TEST(AppsStore, MissingKeyOrValueMeansNotInstalled) {

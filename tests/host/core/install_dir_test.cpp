@@ -8,6 +8,7 @@
 #include "tests/support/dll_host.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/import_redirector.h"
+#include "tests/support/registry_calls.h"
 #include "tests/support/registry_fixture.h"
 #include "tests/support/stream_capture.h"
 #include "tests/support/text.h"
@@ -119,66 +120,20 @@ TEST_F(CoreInstallDir, IsDataOfAnyShape) {
   }
 }
 
-TEST_F(CoreInstallDir, OpensTheKeyInThe32BitViewAndClosesItAfterASuccess) {
+TEST_F(CoreInstallDir, ItsKeyIsClosedAfterASuccessAlone) {
   registry.SetText(kKey, nullptr, L"C:\\registered");
-  std::vector<std::wstring> paths;
-  HKEY opened = nullptr;
-  IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
-  opens.SetReplacement(
-      [&](HKEY root, const wchar_t* path, DWORD options, REGSAM access, HKEY* key) {
-        paths.push_back(path);
-        const LSTATUS status = opens.CallOriginal(root, path, options, access, key);
-        opened = *key;
-        return status;
-      });
-  std::vector<DWORD> sizes;
-  IMPORT_HOOK(RegQueryValueExW) queries(host.Module());
-  queries.SetReplacement(
-      [&](HKEY key, const wchar_t* name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size) {
-        EXPECT_EQ(key, opened);
-        EXPECT_TRUE(name == nullptr || *name == L'\0');
-        EXPECT_EQ(reserved, nullptr);
-        sizes.push_back(*size);
-        return queries.CallOriginal(key, name, reserved, type, data, size);
-      });
-  IMPORT_HOOK(RegCloseKey) closes(host.Module());
+  RegistryCalls calls(host.Module(), 260);
+  const std::string open = R"(open SOFTWARE\Vantor Web Plugins)";
   EXPECT_EQ(HelperPath(), "C:\\registered\\helperx64.exe");
-  EXPECT_THAT(paths, ElementsAre(std::wstring(kKey)));
-  ASSERT_EQ(opens.CallCount(), 1u);
-  EXPECT_EQ(std::get<0>(opens.Calls()[0]), HKEY_LOCAL_MACHINE);
-  EXPECT_EQ(std::get<2>(opens.Calls()[0]), 0u);
-  EXPECT_EQ(std::get<3>(opens.Calls()[0]), 0x20219u);
-  EXPECT_THAT(sizes, ElementsAre(260u));
-  EXPECT_THAT(closes.Calls(), ElementsAre(std::make_tuple(opened)));
-}
-
-TEST_F(CoreInstallDir, LeavesTheKeyOpenAfterAFailedRead) {
-  registry.CreateKey(kKey);
-  HKEY opened = nullptr;
-  IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
-  opens.SetReplacement(
-      [&](HKEY root, const wchar_t* path, DWORD options, REGSAM access, HKEY* key) {
-        const LSTATUS status = opens.CallOriginal(root, path, options, access, key);
-        opened = *key;
-        return status;
-      });
-  IMPORT_HOOK(RegCloseKey) closes(host.Module());
+  EXPECT_THAT(calls.Take(), ElementsAre(open, "query ", "close"));
+  calls.FailQueries(ERROR_FILE_NOT_FOUND, ERROR_SUCCESS);
   EXPECT_EQ(HelperPath(), "\\helperx64.exe");
-  EXPECT_EQ(closes.CallCount(), 0u);
+  EXPECT_THAT(calls.Take(), ElementsAre(open, "query  failed"));
   // It is a key that still works.
-  EXPECT_EQ(RegCloseKey(opened), ERROR_SUCCESS);
-}
-
-TEST_F(CoreInstallDir, IsEmptyWhenTheKeyCannotBeOpened) {
-  registry.SetText(kKey, nullptr, L"C:\\registered");
-  IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
-  opens.FailAlways(ERROR_ACCESS_DENIED);
-  IMPORT_HOOK(RegQueryValueExW) queries(host.Module());
-  IMPORT_HOOK(RegCloseKey) closes(host.Module());
+  EXPECT_EQ(RegCloseKey(calls.Last()), ERROR_SUCCESS);
+  calls.FailOpens(ERROR_ACCESS_DENIED, ERROR_SUCCESS);
   EXPECT_EQ(HelperPath(), "\\helperx64.exe");
-  EXPECT_EQ(opens.CallCount(), 1u);
-  EXPECT_EQ(queries.CallCount(), 0u);
-  EXPECT_EQ(closes.CallCount(), 0u);
+  EXPECT_THAT(calls.Take(), ElementsAre(open + " failed"));
 }
 
 }  // namespace
