@@ -183,10 +183,21 @@ def test_user():
     # Every user of Windows has this key; a new one of Wine does not.
     wine("reg", "add", "HKCU" + UNINSTALL_KEY.rpartition("\\")[0], "/f")
     before = snapshot()
-    folder = r"C:\Spiele_für_mich"
-    wine(SETUP, "/S", "/CurrentUser", f"/D={folder}")
+    folder = r"C:\Spiele für mich"
+    # Wine puts quotes around an argument with a blank, which /D does not take.
+    setup = [SETUP, "/S", "/CurrentUser", *f"/D={folder}".split(" ")]
+    wine(*setup)
     check_installed("HKCU", folder, [])
+
+    # Longer than an installer's text (1,024 characters) and than what some programs cut a PATH to (2,047). No
+    # program is started by name now: Wine takes no variable of more than 4,096 bytes from the registry.
+    long_path = ";".join(rf"C:\many folders\{number:03}" for number in range(150))
+    wine("reg", "add", ENVIRONMENT_KEY["HKCU"], "/v", "Path", "/t", "REG_EXPAND_SZ", "/d", long_path, "/f")
+    wine(*setup)
+    assert value(ENVIRONMENT_KEY["HKCU"], "Path") == f"{long_path};{folder}"
     uninstall("HKCU", folder)
+    assert value(ENVIRONMENT_KEY["HKCU"], "Path") == long_path
+    wine("reg", "delete", ENVIRONMENT_KEY["HKCU"], "/v", "Path", "/f")
     compare(before, snapshot())
 
 
@@ -212,6 +223,7 @@ def main():
             print(f"{test.__name__}: {time.monotonic() - started:.1f} s", flush=True)
     finally:
         wine("reg", "delete", DIRECTORY_KEY, "/f", check=False)
+        wine("reg", "delete", ENVIRONMENT_KEY["HKCU"], "/v", "Path", "/f", check=False)
 
 
 main()

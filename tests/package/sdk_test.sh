@@ -28,7 +28,7 @@ for file in bin/launcher.dll bin/launcher.dll.debug include/launcher/launcher.h 
   [[ -s "$sdk/$file" ]] || Fail "the SDK has no $file"
 done
 for file in launcher.dll launcher-console.exe browser_host.exe origins.txt extension/manifest.json \
-  doc/console.html THIRD_PARTY_NOTICES.md; do
+  completion/launcher-console.bash completion/launcher-console.ps1 doc/console.html THIRD_PARTY_NOTICES.md; do
   [[ -s "$scratch/tools/$file" ]] || Fail "the tools have no $file"
 done
 ! grep -rlF -e "$source" "$sdk" "$scratch/tools" || Fail "these files name the build's folder"
@@ -89,6 +89,16 @@ clang++ --target=x86_64-pc-windows-msvc -std=c++20 -O1 -ffreestanding -fno-excep
 lld-link /nologo "/out:$scratch/bin/microsoft.exe" /entry:HostMain /nodefaultlib /subsystem:console \
   "$scratch/microsoft.obj" "$sdk/lib/launcher.lib" /usr/x86_64-w64-mingw32/lib/libkernel32.a
 Run microsoft.exe 'event Hello from microsoft-abi-host: world'
+
+# The completion script completes a command.
+completed=$(
+  . "$scratch/tools/completion/launcher-console.bash"
+  COMP_WORDS=(launcher-console doc) COMP_CWORD=1
+  _launcher_console
+  echo "${COMPREPLY[*]}"
+)
+[[ "$completed" == doctor ]] || Fail "'launcher-console doc' was completed to '$completed'"
+grep -qF 'Register-ArgumentCompleter' "$scratch/tools/completion/launcher-console.ps1" || Fail "PowerShell's completion"
 
 # The tools, from where they were unpacked.
 listed=$("$source/scripts/run-wine" "$scratch/tools/launcher-console.exe" list 2>/dev/null || true)

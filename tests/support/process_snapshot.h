@@ -6,8 +6,7 @@
 
 namespace test_support {
 
-/// Open handles of this process, from the system-wide list: the call for one process's number
-/// answers 0 under Wine.
+/// Open handles of this process; under Wine, whose call for them answers 0, from the system-wide list.
 std::size_t CountHandles();
 
 struct HeapUse {
