@@ -21,19 +21,15 @@ HMODULE ThisProgram() { return GetModuleHandleW(nullptr); }
 
 const HANDLE kSearch = reinterpret_cast<HANDLE>(static_cast<UINT_PTR>(0x7FFFFFF9));
 
-void MakeEntry(WIN32_FIND_DATAW* entry, DWORD attributes, const std::wstring& name) {
-  *entry = {};
-  entry->dwFileAttributes = attributes;
-  name.copy(entry->cFileName, MAX_PATH - 1);
-}
-
 TEST(ReadDirectoryNames, FailureLaterIsLoggedBeforeTheEndAndKeepsTheNames) {
   const StreamCapture log;
   std::wstring pattern;
   IMPORT_HOOK(FindFirstFileW)
   first(ThisProgram(), [&](LPCWSTR path, WIN32_FIND_DATAW* entry) {
     pattern = path;
-    MakeEntry(entry, FILE_ATTRIBUTE_DIRECTORY, L"one");
+    *entry = {};
+    entry->dwFileAttributes = FILE_ATTRIBUTE_DIRECTORY;
+    std::wstring(L"one").copy(entry->cFileName, MAX_PATH - 1);
     return kSearch;
   });
   IMPORT_HOOK(FindNextFileW) next(ThisProgram());

@@ -6,7 +6,6 @@
 #include <string>
 #include <tuple>
 #include <utility>
-#include <vector>
 
 #include "tests/support/fake_process_list.h"
 #include "tests/support/log_of.h"

@@ -6,7 +6,6 @@
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "tests/support/dll_host.h"
 #include "tests/support/environment_variable.h"

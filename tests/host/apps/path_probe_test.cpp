@@ -19,7 +19,6 @@ namespace test_support {
 namespace {
 
 using testing::ElementsAre;
-using testing::EndsWith;
 
 TEST(AppsPathProbe, SuccessIsLoggedStepByStep) {
   const TempDirectory directory;

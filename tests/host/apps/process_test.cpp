@@ -4,9 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <optional>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "tests/support/child_process.h"
 #include "tests/support/dll_host.h"

@@ -12,13 +12,11 @@
 #include <string>
 #include <tuple>
 #include <utility>
-#include <vector>
 
 #include "tests/support/dll_host.h"
 #include "tests/support/import_redirector.h"
 #include "tests/support/log_of.h"
 #include "tests/support/temp_directory.h"
-#include "tests/support/text.h"
 
 namespace test_support {
 namespace {

@@ -16,7 +16,6 @@
 #include <ostream>
 #include <string>
 #include <string_view>
-#include <tuple>
 
 #include "tests/support/dll_host.h"
 #include "tests/support/import_redirector.h"

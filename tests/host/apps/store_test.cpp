@@ -18,7 +18,6 @@
 #include "tests/support/log_of.h"
 #include "tests/support/registry_calls.h"
 #include "tests/support/registry_fixture.h"
-#include "tests/support/text.h"
 
 namespace test_support {
 namespace {

@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <future>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>

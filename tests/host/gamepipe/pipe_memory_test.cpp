@@ -6,8 +6,6 @@
 #include <malloc.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <string>
 #include <utility>
 #include <vector>
 

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <tuple>

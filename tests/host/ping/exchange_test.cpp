@@ -6,11 +6,9 @@
 
 #include <cstring>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "tests/support/dll_host.h"

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <atomic>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>

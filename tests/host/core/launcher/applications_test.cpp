@@ -11,7 +11,6 @@
 #include "tests/support/line_hook.h"
 #include "tests/support/lock_probe.h"
 #include "tests/support/stream_capture.h"
-#include "tests/support/text.h"
 
 namespace test_support {
 namespace {

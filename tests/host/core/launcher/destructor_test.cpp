@@ -1,15 +1,11 @@
 // What a launcher does when it is destroyed, and waiting for its worker threads.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <winsock2.h>
-// winsock2.h first.
-#include <objbase.h>
 
 #include <algorithm>
 #include <memory>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "tests/support/dll_host.h"
@@ -19,7 +15,6 @@
 #include "tests/support/lock_probe.h"
 #include "tests/support/pipe_server.h"
 #include "tests/support/stream_capture.h"
-#include "tests/support/text.h"
 
 namespace test_support {
 namespace {

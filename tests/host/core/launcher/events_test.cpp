@@ -12,9 +12,7 @@
 namespace test_support {
 namespace {
 
-using testing::Each;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 std::vector<std::wstring> NamesOf(const std::vector<Event>& events) {

@@ -8,7 +8,6 @@
 
 #include "tests/support/allocation_tracker.h"
 #include "tests/support/dll_host.h"
-#include "tests/support/environment_variable.h"
 #include "tests/support/line_hook.h"
 #include "tests/support/pe_file.h"
 #include "tests/support/stream_capture.h"
