@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tests/support/dll_host.h"
+#include "tests/support/growth.h"
 #include "tests/support/scoped_handle.h"
 #include "tests/support/temp_directory.h"
 #include "tests/support/text.h"
@@ -216,6 +217,23 @@ TEST_F(Wrapper, HandlersAreCalledByName) {
   EXPECT_TRUE(dispatch("request", "QueryServerResult"));
   EXPECT_TRUE(dispatch("SOLANO-GAME", "say"));
   EXPECT_EQ(calls, "say ping command query other ");
+}
+
+TEST_F(Wrapper, EventsAndTextsAreHandedBack) {
+  EXPECT_EQ(GrowthOf([this] {
+              launcher.PostEvent("", "lost");
+              launcher.NextEvent();
+              launcher.PostEvent("", "replaced");
+              Event event = launcher.NextEvent();
+              event = Event();
+            }).blocks,
+            0);
+  EXPECT_EQ(GrowthOf([this] {
+              launcher.GetLauncherVersion();
+              launcher_host::String text = launcher.GetLauncherVersion();
+              text = launcher.GetLauncherVersion();
+            }).blocks,
+            0);
 }
 
 /// The adapter that a host writes for its JSON library.
