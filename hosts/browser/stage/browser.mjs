@@ -2,7 +2,7 @@
 
 import {setTimeout} from 'node:timers/promises';
 
-import {Builder, By, until} from 'selenium-webdriver';
+import {Builder, By} from 'selenium-webdriver';
 import chrome from 'selenium-webdriver/chrome.js';
 
 const PATIENCE_MS = 60_000;
@@ -64,17 +64,8 @@ export class Browser {
     return this.#driver.navigate().back();
   }
 
-  /** The page may replace an element between being found and being clicked. */
   click(selector) {
-    return this.#driver.wait(async () => {
-      try {
-        await (await this.#find(selector)).click();
-        return true;
-      } catch (error) {
-        if (error.name !== 'StaleElementReferenceError') throw error;
-        return false;
-      }
-    }, PATIENCE_MS);
+    return this.#withElement(selector, (element) => element.click());
   }
 
   /** Replaces what stands in a field, as a person would. */
@@ -110,9 +101,9 @@ export class Browser {
   allow({id}, origin, isAllowed = true) {
     const selector = `#pages li[data-origin="${origin}"] input`;
     return this.inNewTab(`chrome-extension://${id}/pages.html`, async () => {
-      const element = await this.#driver.wait(until.elementLocated(By.css(selector)), PATIENCE_MS);
-      if ((await element.isSelected()) === isAllowed) return;
-      await element.click();
+      await this.#withElement(selector, async (element) => {
+        if ((await element.isSelected()) !== isAllowed) await element.click();
+      });
       await this.run(
         (origin, isAllowed) =>
           new Promise((resolve) => {
@@ -186,6 +177,19 @@ export class Browser {
       }
       await setTimeout(LOOK_INTERVAL_MS);
     }
+  }
+
+  /** The page may show an element late, and may replace it between being found and being used. */
+  #withElement(selector, work) {
+    return this.#driver.wait(async () => {
+      try {
+        await work(await this.#find(selector));
+        return true;
+      } catch (error) {
+        if (!['StaleElementReferenceError', 'NoSuchElementError'].includes(error.name)) throw error;
+        return false;
+      }
+    }, PATIENCE_MS);
   }
 
   #find(selector) {
