@@ -25,7 +25,7 @@ struct QueryArguments {
 constexpr std::size_t kMostAtOnce = 64;
 constexpr std::size_t kMaxServers = 4096;
 
-struct Target {
+struct AskedServer {
   std::string server;  // as it was given
   std::string address;
   std::uint16_t port = 0;
@@ -37,13 +37,13 @@ struct Target {
   host::ServerState state;
 };
 
-Target ParseServer(const std::string& text) {
+AskedServer ParseServer(const std::string& text) {
   constexpr std::uint64_t kHighestPort = 65535;
   const std::size_t colon = text.rfind(':');
   if (colon != std::string::npos && host::IsIpv4Address(text.substr(0, colon))) {
     const auto port = host::ParseNumber(text.substr(colon + 1), kHighestPort);
     if (port && *port > 0) {
-      Target target;
+      AskedServer target;
       target.server = text;
       target.address = text.substr(0, colon);
       target.port = static_cast<std::uint16_t>(*port);
@@ -54,8 +54,8 @@ Target ParseServer(const std::string& text) {
 }
 
 // A server's address and its game identifier, and so on.
-std::vector<Target> ParseServers(const std::vector<std::string>& words) {
-  std::vector<Target> targets;
+std::vector<AskedServer> ParseServers(const std::vector<std::string>& words) {
+  std::vector<AskedServer> targets;
   for (const std::string& word : words) {
     if (!targets.empty() && targets.back().gameId.empty()) {
       if (!host::ParseNumber(word, std::numeric_limits<std::uint64_t>::max())) {
@@ -153,7 +153,7 @@ void PrintTeam(Session& session, std::size_t number, const host::Team& team) {
                              Align::kRight, Align::kRight, Align::kRight});
 }
 
-void PrintServer(Session& session, const Target& target) {
+void PrintServer(Session& session, const AskedServer& target) {
   const host::ServerState& state = target.state;
   session.Out().Line("Mode     " + state.gameMode);
   session.Out().Line("Map      " + state.currentMap + ", variant " +
@@ -215,11 +215,11 @@ class Query {
 
  private:
   void Round() {
-    for (Target& target : targets) target.isAnswered = false;
+    for (AskedServer& target : targets) target.isAnswered = false;
     asked += targets.size();
     for (std::size_t attempt = 0; attempt <= arguments.rounds.retries; ++attempt) {
-      std::vector<Target*> open;
-      for (Target& target : targets) {
+      std::vector<AskedServer*> open;
+      for (AskedServer& target : targets) {
         if (!target.isAnswered) open.push_back(&target);
       }
       for (std::size_t begin = 0; begin < open.size(); begin += kMostAtOnce) {
@@ -228,13 +228,14 @@ class Query {
              open.begin() + static_cast<std::ptrdiff_t>(end)});
       }
     }
-    answered += static_cast<std::size_t>(std::count_if(
-        targets.begin(), targets.end(), [](const Target& target) { return target.isAnswered; }));
+    answered += static_cast<std::size_t>(
+        std::count_if(targets.begin(), targets.end(),
+                      [](const AskedServer& target) { return target.isAnswered; }));
   }
 
-  void Ask(const std::vector<Target*>& some) {
+  void Ask(const std::vector<AskedServer*>& some) {
     for (std::size_t i = 0; i < some.size(); ++i) {
-      Target& target = *some[i];
+      AskedServer& target = *some[i];
       target.asked = GetTickCount64();
       session.Launcher().QueryServer("query", std::to_string(i), target.gameId, target.address,
                                      target.port);
@@ -247,7 +248,7 @@ class Query {
           if (!host::IsQueryResult(event)) return false;
           const std::size_t index = std::stoul(event.arguments[0]);
           if (index >= some.size()) return false;
-          Target& target = *some[index];
+          AskedServer& target = *some[index];
           target.milliseconds = GetTickCount64() - target.asked;
           target.state = host::ReadQueryResult(event.arguments[1]);
           target.isAnswered = target.state.status == "SUCCESS";
@@ -260,7 +261,7 @@ class Query {
     if (!isComplete) throw NotDone("the launcher has not reported on every server in time");
   }
 
-  bool IsWanted(const Target& target) const {
+  bool IsWanted(const AskedServer& target) const {
     const bool hasFilter = arguments.notEmpty || arguments.notFull || !arguments.map.empty() ||
                            !arguments.mode.empty();
     if (!target.isAnswered) return !hasFilter;
@@ -272,27 +273,28 @@ class Query {
   }
 
   // Sorted and filtered. Those that did not answer come last, save in the order given.
-  std::vector<const Target*> Shown() const {
-    std::vector<const Target*> shown;
-    for (const Target& target : targets) {
+  std::vector<const AskedServer*> Shown() const {
+    std::vector<const AskedServer*> shown;
+    for (const AskedServer& target : targets) {
       if (IsWanted(target)) shown.push_back(&target);
     }
     const auto sortBy = [&shown](const auto& key) {
-      std::stable_sort(shown.begin(), shown.end(), [&key](const Target* a, const Target* b) {
-        if (a->isAnswered != b->isAnswered) return a->isAnswered;
-        return key(*a) < key(*b);
-      });
+      std::stable_sort(shown.begin(), shown.end(),
+                       [&key](const AskedServer* a, const AskedServer* b) {
+                         if (a->isAnswered != b->isAnswered) return a->isAnswered;
+                         return key(*a) < key(*b);
+                       });
     };
     if (arguments.sort == "time") {
-      sortBy([](const Target& target) { return target.milliseconds; });
+      sortBy([](const AskedServer& target) { return target.milliseconds; });
     } else if (arguments.sort == "players") {
-      sortBy([](const Target& target) {
+      sortBy([](const AskedServer& target) {
         return std::numeric_limits<std::size_t>::max() - PlayerCount(target.state);
       });
     } else if (arguments.sort == "map") {
-      sortBy([](const Target& target) { return target.state.currentMap; });
+      sortBy([](const AskedServer& target) { return target.state.currentMap; });
     } else if (arguments.sort == "address") {
-      sortBy([](const Target& target) {
+      sortBy([](const AskedServer& target) {
         return std::pair(AddressNumber(target.address), target.port);
       });
     }
@@ -301,7 +303,7 @@ class Query {
 
   // A single server that did not answer is a failure of the command.
   void ShowOnce() {
-    const Target& only = targets.front();
+    const AskedServer& only = targets.front();
     if (targets.size() == 1 && !only.isAnswered) {
       throw NotDone(only.server + ": " + Describe(only.state.status));
     }
@@ -314,10 +316,10 @@ class Query {
       return;
     }
     if (arguments.rounds.isWatching) session.Out().Redraw();
-    const std::vector<const Target*> shown = Shown();
+    const std::vector<const AskedServer*> shown = Shown();
     if (targets.size() > 1) PrintTable(shown);
     if (targets.size() > 1 && !arguments.isDetailed) return;
-    for (const Target* const target : shown) {
+    for (const AskedServer* const target : shown) {
       if (targets.size() > 1) {
         session.Out().Line();
         session.Out().Line(target->server);
@@ -330,10 +332,10 @@ class Query {
     }
   }
 
-  void PrintTable(const std::vector<const Target*>& shown) const {
+  void PrintTable(const std::vector<const AskedServer*>& shown) const {
     std::vector<Row> rows{{"SERVER", "MODE", "MAP", "PLAYERS", "WAITING", "ANSWER"}};
-    std::vector<const Target*> silent;
-    for (const Target* const target : shown) {
+    std::vector<const AskedServer*> silent;
+    for (const AskedServer* const target : shown) {
       if (!target->isAnswered) {
         silent.push_back(target);
         rows.push_back({target->server, "", "", "", "", "none"});
@@ -348,7 +350,7 @@ class Query {
     session.Out().Table(rows, {Align::kLeft, Align::kLeft, Align::kLeft, Align::kRight,
                                Align::kRight, Align::kRight});
     if (!silent.empty()) session.Out().Line();
-    for (const Target* const target : silent) {
+    for (const AskedServer* const target : silent) {
       session.Out().Line(target->server + ": " + Describe(target->state.status));
     }
   }
@@ -361,7 +363,7 @@ class Query {
 
   void PrintJson() const {
     Json servers = Json::array();
-    for (const Target* const target : Shown()) {
+    for (const AskedServer* const target : Shown()) {
       Json server = {{"server", target->server}, {"status", target->state.status}};
       if (target->isAnswered) {
         server["milliseconds"] = target->milliseconds;
@@ -381,7 +383,7 @@ class Query {
 
   Session& session;
   const QueryArguments& arguments;
-  std::vector<Target> targets;
+  std::vector<AskedServer> targets;
   std::size_t asked = 0;
   std::size_t answered = 0;
 };
