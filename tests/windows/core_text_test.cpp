@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <tuple>
@@ -7,6 +8,11 @@
 
 namespace launcher {
 namespace {
+
+using testing::_;
+using testing::ElementsAre;
+using testing::FieldsAre;
+using testing::IsNull;
 
 // Letters of one to four bytes, the last one outside the basic plane.
 constexpr wchar_t kWide[] = L"a\u00E9\u20AC\U0001F600z";
@@ -77,6 +83,24 @@ TEST(Utf8ToWide, IsSafeForACutSequenceAtTheEnd) {
     EXPECT_LE(wide.size(), 5u) << text;
     for (const wchar_t unit : wide.substr(2)) EXPECT_EQ(unit, 0xFFFD) << text;
   }
+}
+
+// The terminator is converted with the text; there is room for eight bytes a unit and one more.
+TEST(WideToUtf8, AsksTheSystemOnceWithoutFlagsAndWithoutADefaultCharacter) {
+  IMPORT_HOOK(WideCharToMultiByte) conversions(GetModuleHandleW(nullptr));
+  EXPECT_EQ(WideToUtf8(L"abc"), "abc");
+  EXPECT_THAT(conversions.Calls(),
+              ElementsAre(FieldsAre(65001u, 0u, _, 4, _, 25, IsNull(), IsNull())));
+}
+
+// The terminator is converted with the text; there is room for two characters more than bytes.
+TEST(Utf8ToWide, AsksTheSystemOnceWithoutFlags) {
+  IMPORT_HOOK(MultiByteToWideChar) conversions(GetModuleHandleW(nullptr));
+  EXPECT_EQ(Utf8ToWide("abc"), L"abc");
+  wchar_t memory[5];
+  EXPECT_EQ(Utf8ToWide("abc", memory), 3u);
+  const auto expected = FieldsAre(65001u, 0u, _, 4, _, 5);
+  EXPECT_THAT(conversions.Calls(), ElementsAre(expected, expected));
 }
 
 TEST(Utf8ToWideInPlace, WritesTheTextAndItsTerminatorAndReturnsTheLength) {

@@ -319,6 +319,25 @@ TEST_F(AppsRegistryProbe, VersionThatDoesNotFitInMemoryIsAnEmptyOne) {
   }
 }
 
+TEST_F(AppsRegistryProbe, FilesAreLookedForInOrder) {
+  const GameInstallation game;
+  std::vector<std::wstring> steps;
+  FileStatusHook status(host.Module());
+  status.SetReplacement([&](const wchar_t* path, struct _stat64* data) {
+    steps.emplace_back(std::wstring(L"stat ") + path);
+    return status.CallOriginal(path, data);
+  });
+  FileOpenHook open(host.Module());
+  open.SetReplacement([&](const wchar_t* path, const wchar_t* mode) {
+    steps.emplace_back(std::wstring(L"open ") + path + L" " + mode);
+    return open.CallOriginal(path, mode);
+  });
+  EXPECT_TRUE(IsInstalled());
+  EXPECT_THAT(steps, ElementsAre(L"stat " + game.InstallDir() + L"ag4.exe",
+                                 L"open " + game.InstallDir() + L"version.json rb",
+                                 L"stat " + game.InstallDir() + L"\\pb\\pbcl.dll"));
+}
+
 TEST_F(AppsRegistryProbe, PunkBusterIsRecognisedByItsFile) {
   const GameInstallation game;
   const auto found = [&] {

@@ -346,6 +346,31 @@ TEST(PingExchange, HelperThatDoesNotStartLeavesThePipeOpen) {
   }
 }
 
+TEST(PingExchange, IdentifierIsWrittenIntoABufferOf256) {
+  DllHost host;
+  GUID made = {};
+  IMPORT_HOOK(CoCreateGuid) creates(host.Module());
+  creates.SetReplacement([&](GUID* guid) {
+    const HRESULT result = creates.CallOriginal(guid);
+    made = *guid;
+    return result;
+  });
+  GUID written = {};
+  int capacity = 0;
+  IMPORT_HOOK(StringFromGUID2) texts(host.Module());
+  texts.SetReplacement([&](REFGUID guid, LPOLESTR text, int size) {
+    written = guid;
+    capacity = size;
+    return texts.CallOriginal(guid, text, size);
+  });
+  const PingHelper helper(host.Module(), PingReply({7}));
+  EXPECT_EQ(PingOne(host), kSevenMsec);
+  EXPECT_EQ(creates.CallCount(), 1U);
+  EXPECT_EQ(texts.CallCount(), 1U);
+  EXPECT_EQ(std::memcmp(&made, &written, sizeof(GUID)), 0);
+  EXPECT_EQ(capacity, 256);
+}
+
 TEST(PingExchange, WithoutAPipeOrANameForItNothingIsStarted) {
   for (const bool hasName : {false, true}) {
     DllHost host;

@@ -254,6 +254,19 @@ TEST_F(QueryCalls, OfAQueryThatGoesWell) {
   EXPECT_THAT(Query({}, SmallResponseJson()), ElementsAreArray(GoodQuery()));
 }
 
+TEST_F(QueryCalls, TheAddressBecomesNarrowBeforeThereIsASocket) {
+  IMPORT_HOOK(WideCharToMultiByte) narrowings(host.Module());
+  std::size_t narrowed = 0;
+  IMPORT_HOOK(socket)
+  sockets(host.Module(), [&](int, int, int) {
+    narrowed = narrowings.CallCount();
+    return INVALID_SOCKET;
+  });
+  host->QueryServer(L"request", L"text", L"1", L"127.0.0.2", 4660);
+  host->WaitForThreads();
+  EXPECT_EQ(narrowed, 1U);
+}
+
 // The address goes to the system as it is. The port is shown as a signed number; its low 16 bits are
 // used, and 0 is one like any other.
 TEST_F(QueryCalls, AddressAndPortAreNotChecked) {
