@@ -60,8 +60,8 @@ TEST_F(DemoHost, ShowsEveryStep) {
         "  status SUCCESS\n",
         "  mode Frontier, map Old Harbour, round time 754 s, 6 of 64 players, 1 waiting, 2 teams\n",
         "  score of team 1: tickets 340, ticketsMax 400\n",
-        "    0     RED  Aldo \"the Rock\"  5     4200   21     4\n",
-        "    1     BLU  Finn             40    2450   11     9\n", "All 10 steps happened."}) {
+        "    1     RED  Aldo \"the Rock\"  5     4200   21     4\n",
+        "    2     BLU  Finn             40    2450   11     9\n", "All 10 steps happened."}) {
     EXPECT_EQ(CountOf(program.Output(), line), 1U) << line << "in\n" << program.Output();
   }
   EXPECT_FALSE(KeyExists(kHollinGamesKey));
