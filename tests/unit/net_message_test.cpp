@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "tests/unit/log_capture.h"
@@ -14,6 +16,8 @@ namespace launcher {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
+
+static_assert(std::has_virtual_destructor_v<NetMessage>);
 
 // A message as it arrives, followed by bytes of an earlier, longer one.
 NetMessage Received(const Bytes& bytes) {
@@ -152,7 +156,9 @@ TEST(NetMessageString, Texts) {
   NetMessage message = Received(all);
   std::size_t consumed = 0;
   for (const Case& test : cases) {
-    EXPECT_STREQ(message.ReadString().data(), test.text.c_str());
+    const std::string_view text = message.ReadString();
+    EXPECT_EQ(text, test.text);
+    EXPECT_EQ(text.data()[text.size()], '\0');
     EXPECT_EQ(message.Cursor(), consumed += test.bytes.size());
   }
 }

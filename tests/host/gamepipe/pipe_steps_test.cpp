@@ -15,9 +15,12 @@
 namespace test_support {
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
 using testing::Not;
+using testing::StartsWith;
 
 // name "X" without arguments; name "Y" with the arguments "1 2".
 const std::string kX = RawBytes("KE\x08\0\x01X\0\0");
@@ -41,7 +44,14 @@ TEST_F(PipeSteps, ConnectingMakesTheEventsThenOpensThePipe) {
   EXPECT_EQ(TakeLog(), "");
 }
 
+// The path becomes narrow anew each time.
 TEST_F(PipeSteps, EachPollMakesOneAttemptWhileThereIsNoPipe) {
+  const std::wstring path = LR"(\\.\pipe\solano_pellmar)";
+  IMPORT_HOOK(WideCharToMultiByte) narrowings(host.Module());
+  narrowings.SetReplacement([&](UINT codePage, DWORD flags, const wchar_t* wide, auto... rest) {
+    if (wide == path) pipe.Note("WideCharToMultiByte");
+    return narrowings.CallOriginal(codePage, flags, wide, rest...);
+  });
   const DWORD errors[] = {ERROR_FILE_NOT_FOUND, ERROR_PIPE_BUSY, ERROR_ACCESS_DENIED};
   for (int i = 0; i < 3; ++i) {
     pipe.Refuse(errors[i]);
@@ -49,7 +59,8 @@ TEST_F(PipeSteps, EachPollMakesOneAttemptWhileThereIsNoPipe) {
     const std::string second = "event" + std::to_string(2 * i + 2);
     EXPECT_THAT(
         Poll(),
-        ElementsAre("CreateEventW(0, 1, 0, 0) = " + first, "CreateEventW(0, 1, 0, 0) = " + second,
+        ElementsAre("WideCharToMultiByte", "CreateEventW(0, 1, 0, 0) = " + first,
+                    "CreateEventW(0, 1, 0, 0) = " + second,
                     R"(CreateFileA(\\.\pipe\solano_pellmar, c0000000, 0, 0, 3, e0000000, 0))"
                     " = error " +
                         std::to_string(errors[i]),
@@ -177,6 +188,25 @@ TEST_F(PipeSteps, QueuedCommandsOfALostGameAreForgotten) {
   EXPECT_EQ(pipe.TakeWritten(), kY);
 }
 
+TEST_F(PipeSteps, ACommandIsLoggedThenConvertedThenPosted) {
+  Connect();
+  const auto note = [&](const std::string& call) { pipe.Note(TakeLog() + call); };
+  host.Notifications().SetInsideCall([&] { note("notify"); });
+  IMPORT_HOOK(MultiByteToWideChar) widenings(host.Module());
+  widenings.SetReplacement([&](UINT codePage, DWORD flags, const char* bytes, auto... rest) {
+    note("widen " + std::string(bytes));
+    return widenings.CallOriginal(codePage, flags, bytes, rest...);
+  });
+  pipe.CompleteRead(kY);
+  EXPECT_THAT(Poll(),
+              ElementsAre("GetOverlappedResult(pipe1, event2, 0) = 11",
+                          "GenericPellmarCommand::execute: args 1 2\nwiden Y", "widen 1", "widen 2",
+                          AllOf(StartsWith("GenericPellmarCommand::execute: Posting event to "
+                                           "instance "),
+                                EndsWith("\nnotify")),
+                          "ResetEvent(event2)", "ReadFile(pipe1, 4096, 0, event2) = pending"));
+}
+
 TEST_F(PipeSteps, TheLossIsLoggedBeforeItIsPosted) {
   Connect();
   std::string logged;
@@ -264,8 +294,8 @@ TEST_F(PipeSteps, BytesThatAreNoFrameEndTheConnectionAfterTheFramesBefore) {
   EXPECT_THAT(calls, testing::Contains("CloseHandle(pipe1)"));
   EXPECT_THAT(calls, Not(testing::Contains("ReadFile(pipe1, 4096, 0, event2) = pending")));
   EXPECT_THAT(host.Drain(), ElementsAre(kXEvent, kYEvent, GameIsGone()));
-  EXPECT_THAT(TakeLog(), testing::EndsWith("PellmarAppBase::PollPellmar: Update of AppLauncher "
-                                           "failed with error 0000000d\n"));
+  EXPECT_THAT(TakeLog(), EndsWith("PellmarAppBase::PollPellmar: Update of AppLauncher "
+                                  "failed with error 0000000d\n"));
 }
 
 // The next ones are delivered: each allocation of a poll fails once.
@@ -296,7 +326,9 @@ TEST_F(PipeSteps, AConnectionWithoutAPipeIsFoundByTheNextPoll) {
   host->PollApps();
   EXPECT_THAT(host.Drain(), ElementsAre(Ready()));
   // Nothing is sent, but there is a connection to send to.
+  pipe.TakeCalls();
   EXPECT_TRUE(Send(L"X"));
+  EXPECT_THAT(pipe.TakeCalls(), IsEmpty());
   EXPECT_EQ(pipe.TakeWritten(), "");
   ForgetLog();
   pipe.Refuse(ERROR_FILE_NOT_FOUND);
@@ -430,7 +462,7 @@ TEST_F(PipeSteps, LinesOfOneApplicationNameTheSameInstance) {
   host.Destroy();
   const std::vector<std::string> lines = PipeLines(TakeLog());
   ASSERT_EQ(lines.size(), 1U);
-  EXPECT_THAT(lines[0], testing::EndsWith(" from instance " + instance));
+  EXPECT_THAT(lines[0], EndsWith(" from instance " + instance));
 }
 
 TEST_F(PipeSteps, NothingThatWaitsOrCallsBackIsEvenImported) {

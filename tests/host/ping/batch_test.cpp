@@ -9,6 +9,7 @@
 #include <tuple>
 #include <vector>
 
+#include "tests/support/allocation_tracker.h"
 #include "tests/support/dll_host.h"
 #include "tests/support/import_redirector.h"
 #include "tests/support/ping_helper.h"
@@ -132,6 +133,25 @@ TEST(PingBatch, DurationIsUnsignedAndRightWhenTheTickCounterWraps) {
               "AppLauncher::PingThreadWrap: Ping took " + std::string(shown) + " msec");
     EXPECT_EQ(counter.CallCount(), 2U);
   }
+}
+
+TEST(PingBatch, DurationIsTakenWhenTheRecordsAreFreed) {
+  const auto blocksAtTheEnd = [](std::size_t count) {
+    DllHost host;
+    const PingHelper helper(host.Module(), PingReply({}));
+    const AllocationTracker memory(host.Module());
+    std::size_t blocks = 0;
+    IMPORT_HOOK(GetTickCount) counter(host.Module());
+    counter.SetReplacement([&] {
+      blocks = memory.Outstanding();
+      return DWORD{0};
+    });
+    const std::vector<const wchar_t*> addresses(count, L"a server far away");
+    host->PingBatch(L"batch", addresses.data(), count);
+    host->WaitForThreads();
+    return blocks;
+  };
+  EXPECT_EQ(blocksAtTheEnd(50), blocksAtTheEnd(1));
 }
 
 // An empty one has a worker, too.

@@ -379,12 +379,15 @@ TEST(PingExchange, WithoutAPipeOrANameForItNothingIsStarted) {
     IMPORT_HOOK(CreateNamedPipeW) creates(host.Module());
     creates.FailAlways(INVALID_HANDLE_VALUE, ERROR_PIPE_BUSY);
     IMPORT_HOOK(CloseHandle) closes(host.Module());
+    // Nor is its directory looked up.
+    IMPORT_HOOK(GetEnvironmentVariableW) variables(host.Module());
     const HelperInstallation installation(HelperInstallation::Helper::kNone);
     const ShellRecorder shell(host.Module());
     StreamCapture log;
     EXPECT_EQ(PingOne(host), kNoTime);
     log.Stop();
     EXPECT_EQ(creates.CallCount(), hasName ? 1U : 0U);
+    EXPECT_EQ(variables.CallCount(), 0U);
     EXPECT_THAT(shell.Calls(), IsEmpty());
     EXPECT_EQ(CountOf(log.Text(), "AppLauncher::PingThreadProc"), 0U) << log.Text();
     for (const auto& call : closes.Calls()) EXPECT_NE(std::get<0>(call), INVALID_HANDLE_VALUE);

@@ -91,6 +91,11 @@ class FakeSockets {
                     Note(Call("inet_addr", text));
                     return inet_addr("10.1.2.3");
                   }),
+        ports(module,
+              [this](u_short port) {
+                Note(Call("htons", port));
+                return htons(port);
+              }),
         binds(module,
               [this](SOCKET socket, const sockaddr* address, int size) {
                 Note(Call("bind", socket, AddressText(address), size));
@@ -170,6 +175,7 @@ class FakeSockets {
   Trace trace;
   IMPORT_HOOK(socket) sockets;
   IMPORT_HOOK(inet_addr) addresses;
+  IMPORT_HOOK(htons) ports;
   IMPORT_HOOK(bind) binds;
   IMPORT_HOOK(connect) connects;
   IMPORT_HOOK(sendto) sends;
@@ -181,14 +187,14 @@ class FakeSockets {
 
 // How many calls and lines of a query that goes well come up to and including these.
 constexpr std::size_t kUpToBind = 2;
-constexpr std::size_t kUpToConnect = 5;
-constexpr std::size_t kUpToChallenge = 7;
-constexpr std::size_t kUpToFirstSelect = 8;
-constexpr std::size_t kUpToFirstReceive = 9;
-constexpr std::size_t kUpToQuery = 12;
-constexpr std::size_t kUpToSecondSelect = 13;
-constexpr std::size_t kUpToSecondReceive = 14;
-constexpr std::size_t kWhole = 16;
+constexpr std::size_t kUpToConnect = 6;
+constexpr std::size_t kUpToChallenge = 8;
+constexpr std::size_t kUpToFirstSelect = 9;
+constexpr std::size_t kUpToFirstReceive = 10;
+constexpr std::size_t kUpToQuery = 13;
+constexpr std::size_t kUpToSecondSelect = 14;
+constexpr std::size_t kUpToSecondReceive = 15;
+constexpr std::size_t kWhole = 17;
 
 /// The first calls and lines of a query that goes well, with other texts in place of some.
 Trace GoodQuery(std::size_t count = kWhole,
@@ -198,6 +204,7 @@ Trace GoodQuery(std::size_t count = kWhole,
       "bind(77, family 2, 0.0.0.0:0, 16)",
       "AppLauncher::QueryThreadProc: Sending query challenge to 127.0.0.2:4660",
       "inet_addr(127.0.0.2)",
+      "htons(4660)",
       "connect(77, family 2, 10.1.2.3:4660, 16)",
       "AppLauncher::QueryThreadProc: Sending challenge request for gameId 0000000000000001",
       "sendto(77, FFFFFFFF51505F0000000000000001, 0, family 2, 10.1.2.3:4660, 16)",
@@ -287,12 +294,19 @@ TEST_F(QueryCalls, AddressAndPortAreNotChecked) {
         Query({.address = address, .port = port}, SmallResponseJson()),
         ElementsAreArray(GoodQuery(kWhole, {{"127.0.0.2", Narrow(address)},
                                             {":4660", ":" + shownPort},
+                                            {"htons(4660)", "htons(" + usedPort + ")"},
                                             {"10.1.2.3:" + shownPort, "10.1.2.3:" + usedPort}})));
   }
 }
 
 // The run-time's scan decides: leading blanks, a sign, and as many digits as there are.
 TEST_F(QueryCalls, GameIdIsReadByTheRuntimesScan) {
+  ImportHook<"_snwscanf", int(const wchar_t*, std::size_t, const wchar_t*, void*)> scans(
+      host.Module());
+  scans.SetReplacement([&](auto text, auto size, const wchar_t* format, void* value) {
+    EXPECT_STREQ(format, L"%llu");
+    return scans.CallOriginal(text, size, format, value);
+  });
   const struct {
     const wchar_t* text;
     std::string upper;
@@ -345,6 +359,39 @@ TEST_F(QueryCalls, ChallengeOfExactlyTwelveBytesIsReadAtItsEnd) {
                                        {"of 4 bytes with challengeId a0b0c0d0", "of " + logged},
                                        {"a0b0c0d0", logged.substr(logged.size() - 8)}})));
   }
+}
+
+// An empty one, too, each for itself with its terminator.
+TEST_F(QueryCalls, TextsOfAResponseAreConvertedByTheSystem) {
+  Trace conversions;
+  IMPORT_HOOK(MultiByteToWideChar) widenings(host.Module());
+  widenings.SetReplacement(
+      [&](UINT codePage, DWORD flags, const char* bytes, int size, wchar_t* wide, int capacity) {
+        conversions.push_back(Call("widen", codePage, flags, bytes, size, capacity));
+        return widenings.CallOriginal(codePage, flags, bytes, size, wide, capacity);
+      });
+  const std::string response = BytesOf(
+      "\x03"
+      "\0\0\0\0\0\0\0\x2A"  // game identifier
+      "\x01"
+      "C"     // mode
+      "\x05"  // map variant
+      "\0"    // no section
+      "\x04"
+      "MP_1"                // map
+      "\x20\x01"            // most players, waiting players
+      "\0\x01"              // one team, of one player
+      "\0\0\0\0\0\0\0\x09"  // its identifier
+      "\x03"
+      "Ann"                       // name
+      "\0"                        // tag
+      "\x0C\0\0\0\0\0\0\0\0\0");  // rank, score, kills, deaths, squad
+  const FakeSockets sockets(host.Module(), log, {.datagrams = {"\xA0\xB0\xC0\xD0", response}});
+  host->QueryServer(L"request", L"text", L"1", L"127.0.0.2", 4660);
+  EXPECT_EQ(StatusOf(host.WaitForEvent(L"QueryServerResult")), L"SUCCESS");
+  host->WaitForThreads();
+  EXPECT_THAT(conversions, ElementsAre("widen(65001, 0, C, 2, 3)", "widen(65001, 0, MP_1, 5, 6)",
+                                       "widen(65001, 0, Ann, 4, 5)", "widen(65001, 0, , 1, 2)"));
 }
 
 // As large as the buffer: the last byte is received, none after it is written.
@@ -448,8 +495,10 @@ TEST_F(QueryCalls, CutAnswers) {
                              "exception"}));
 }
 
-// Each of the four messages takes a buffer of 65,536 bytes.
+// Each of the four messages takes a buffer of 65,536 bytes, where it is needed.
 TEST_F(QueryCalls, WithoutMemoryForAMessageTheSocketIsClosedAndTheHostNotified) {
+  const std::size_t upTo[] = {kUpToBind, kUpToFirstSelect, kUpToFirstReceive + 1,
+                              kUpToSecondSelect};
   for (std::size_t failing = 0; failing < 4; ++failing) {
     std::size_t buffers = 0;
     ImportHook<"malloc", void*(std::size_t)> allocations(host.Module());
@@ -457,11 +506,11 @@ TEST_F(QueryCalls, WithoutMemoryForAMessageTheSocketIsClosedAndTheHostNotified) 
       if (size == 65536 && buffers++ == failing) return static_cast<void*>(nullptr);
       return std::malloc(size);
     });
-    const Trace trace = Query({}, JsonWithoutData(L"ERROR_MARSHALLING_EXCEPTION"));
-    EXPECT_THAT(Trace(trace.end() - 2, trace.end()),
-                ElementsAre(close,
-                            "AppLauncher::QueryThreadWrap: Query request text (1) failed "
-                            "with exception"));
+    ExpectFailure({}, L"ERROR_MARSHALLING_EXCEPTION",
+                  GoodQuery(upTo[failing]) +
+                      Trace{close,
+                            "AppLauncher::QueryThreadWrap: Query request text (1) failed with "
+                            "exception"});
   }
 }
 
