@@ -61,8 +61,11 @@ std::vector<ShellCall> ShellRecorder::Calls() const {
 BOOL ShellRecorder::Record(SHELLEXECUTEINFOW* info) {
   const std::lock_guard guard(mutex);
   calls.push_back({info->cbSize, info->fMask, info->hwnd, OrEmpty(info->lpVerb),
-                   OrEmpty(info->lpFile), OrEmpty(info->lpParameters), info->lpDirectory != nullptr,
-                   info->nShow});
+                   OrEmpty(info->lpFile), OrEmpty(info->lpParameters), info->nShow,
+                   info->lpDirectory == nullptr && info->hInstApp == nullptr &&
+                       info->lpIDList == nullptr && info->lpClass == nullptr &&
+                       info->hkeyClass == nullptr && info->dwHotKey == 0 &&
+                       info->hIcon == nullptr && info->hProcess == nullptr});
   if (succeeds) return TRUE;
   info->hInstApp = reinterpret_cast<HINSTANCE>(failure);
   return FALSE;

@@ -47,8 +47,9 @@ struct ShellCall {
   std::wstring verb;
   std::wstring file;
   std::wstring parameters;
-  bool hasDirectory;
   int show;
+  /// Whether all other members of the record are zero, the directory among them.
+  bool isRestZero;
 };
 
 /// Redirects ShellExecuteExW of the module: nothing is started, each call is recorded.

@@ -6,7 +6,9 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "tests/host/apps/game_probe.h"
 #include "tests/support/dll_host.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/fake_process_list.h"
@@ -81,8 +83,8 @@ TEST_F(AppsLaunchGame, HelperIsStartedThroughTheShell) {
   EXPECT_EQ(call.file, helper.HelperPath());
   EXPECT_EQ(call.parameters, L"YES|SW_SHOWNA|" + game.InstallDir() + L"ag4.exe|ag4.exe|" +
                                  game.InstallDir() + L"|-windowed");
-  EXPECT_FALSE(call.hasDirectory);
   EXPECT_EQ(call.show, 1);
+  EXPECT_TRUE(call.isRestZero);
 }
 
 // The flag is the first field; nothing is quoted or escaped; the four further texts have no effect.
@@ -157,9 +159,31 @@ TEST(AppsLaunch, HelperIsLookedForOnEveryCall) {
   EXPECT_EQ(shell.Calls().at(0).file, installation.HelperPath());
 }
 
+TEST_F(AppsLaunchGame, HelperIsLookedForOnceAndAfterTheLines) {
+  const StreamCapture log;
+  std::vector<std::string> lookUps;
+  const auto note = [&](const std::wstring& what) {
+    if (what == L"KOVLAUNCH_INSTDIR" || what == helper.HelperPath()) lookUps.push_back(log.Text());
+  };
+  IMPORT_HOOK(GetEnvironmentVariableW) variables(host.Module());
+  variables.SetReplacement([&](const wchar_t* name, wchar_t* value, DWORD size) {
+    note(name);
+    return variables.CallOriginal(name, value, size);
+  });
+  FileStatusHook status(host.Module());
+  status.SetReplacement([&](const wchar_t* path, struct _stat64* data) {
+    note(path);
+    return status.CallOriginal(path, data);
+  });
+  EXPECT_TRUE(LaunchBrenna(host, L"c"));
+  const auto afterTheLines = EndsWith(LaunchLines(game, "c"));
+  EXPECT_THAT(lookUps, ElementsAre(afterTheLines, afterTheLines));
+}
+
 TEST_F(AppsLaunchGame, ShellFailureIsLoggedAndShown) {
   const std::pair<UINT_PTR, const char*> cases[] = {
       {31, "0000001f"}, {0xDEADBEEF, "deadbeef"}, {0x1234567800000ABC, "00000abc"}};
+  const DWORD hostThread = GetCurrentThreadId();
   for (const auto& [handle, digits] : cases) {
     const StreamCapture log;
     const std::string failureLine = ">>> ShellExecuteEx failed with " + std::string(digits) + "!\n";
@@ -169,6 +193,7 @@ TEST_F(AppsLaunchGame, ShellFailureIsLoggedAndShown) {
       EXPECT_STREQ(text, L"Could not execute binary");
       EXPECT_STREQ(caption, L"Vantor Web Plugins");
       EXPECT_EQ(type, 16U);
+      EXPECT_EQ(GetCurrentThreadId(), hostThread);  // which it blocks
       EXPECT_THAT(log.Text(), EndsWith(LaunchLines(game, "c") + failureLine));
       return IDOK;
     });

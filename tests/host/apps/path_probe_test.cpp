@@ -30,6 +30,8 @@ TEST(AppsPathProbe, SuccessIsLoggedStepByStep) {
   ChoosePaths(host, kSolanoId, directory.Path(), program, L"play.exe");
   const std::string path = Narrow(directory.Path());
   IMPORT_HOOK(RegOpenKeyExW) opens(host.Module());
+  // Whatever the method.
+  IMPORT_HOOK(GetNativeSystemInfo) processorQuestions(host.Module());
   bool installed = false;
   EXPECT_EQ(LogOf([&] { installed = host->IsInstalled(kSolanoId); }),
             "BaseApp::GetParameter: Return paramter probeMethod => path\n"
@@ -43,6 +45,7 @@ TEST(AppsPathProbe, SuccessIsLoggedStepByStep) {
                 "BaseApp::SetParameter: Setting parameter EXPANSIONS_INSTALLED to Xpack2\n");
   EXPECT_TRUE(installed);
   EXPECT_EQ(opens.CallCount(), 0U);
+  EXPECT_EQ(processorQuestions.CallCount(), 1U);
 }
 
 TEST(AppsPathProbe, WithoutParametersThereIsNoGame) {

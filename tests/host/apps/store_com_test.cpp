@@ -44,7 +44,9 @@ class AppsStoreCom : public testing::Test {
     attributes.items = {{L"key", &key}, {L"value", &value}};
     setting.attributes = &attributes.object;
     document.element.children.next = &setting.object;
-    folders.SetReplacement([this](REFKNOWNFOLDERID, DWORD, HANDLE, PWSTR* path) {
+    folders.SetReplacement([this](REFKNOWNFOLDERID, DWORD flags, HANDLE token, PWSTR* path) {
+      EXPECT_EQ(flags, 0U);
+      EXPECT_EQ(token, nullptr);
       steps.emplace_back(L"folder");
       *path = folder = static_cast<wchar_t*>(CoTaskMemAlloc(sizeof(kFolder)));
       std::wmemcpy(*path, kFolder, std::size(kFolder));

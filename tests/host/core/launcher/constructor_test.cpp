@@ -115,13 +115,15 @@ TEST(CoreConstructor, WritesTheProcessIdentifierWithoutALineEndToStandardOutput)
 TEST(CoreConstructor, WritesItsAddressesAndItsThreadToStandardError) {
   const EnvironmentVariable debug(L"KOVLAUNCH_DEBUG", std::nullopt);
   DllHost host(DllHost::Creation::kLater);
+  IMPORT_HOOK(GetCurrentThreadId) threads(host.Module());
+  threads.FailAlways(0xABCDEu);
   const StreamCapture errors;
   host.Create();
   EXPECT_EQ(errors.Text(), "AppLauncher::AppLauncher: this=" + PointerText(host.Launcher()) +
                                " Creating instance with plugin " +
                                PointerText(&host.Notifications()) + " and notifier " +
                                PointerText(reinterpret_cast<void*>(&Notifier::Callback)) +
-                               ", thread is " + HexText(GetCurrentThreadId()) + "\n");
+                               ", thread is 000abcde\n");
 }
 
 TEST(CoreSockets, AreStartedOncePerProcessWithVersionTwoZero) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/allocation_tracker.h"
 #include "tests/support/dll_host.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/import_redirector.h"
@@ -68,9 +69,11 @@ TEST_F(CoreThreads, AreWaitedForWithoutTheLock) {
   EXPECT_EQ(probe.EnteredBy(own), before);
 }
 
-TEST(CoreDestructor, EndsTheApplicationsThenTheLock) {
+TEST(CoreDestructor, EndsTheApplicationsThenTheEventsThenTheLock) {
   DllHost host;
+  const AllocationTracker events(host.Module());
   host.Post(L"s", L"unfetched");
+  EXPECT_EQ(events.Outstanding(), 1u);
   std::vector<std::string> steps;
   const LineHook lines(host.Module(), [&](const std::string& line, FILE*) {
     // The name of the function that writes it.
@@ -78,7 +81,7 @@ TEST(CoreDestructor, EndsTheApplicationsThenTheLock) {
   });
   IMPORT_HOOK(DeleteCriticalSection) deletes(host.Module());
   deletes.SetReplacement([&](CRITICAL_SECTION* section) {
-    steps.emplace_back("lock");
+    steps.emplace_back(events.Outstanding() == 0 ? "lock" : "lock before the events");
     deletes.CallOriginal(section);
   });
   host.Destroy();

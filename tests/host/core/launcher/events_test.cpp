@@ -64,10 +64,10 @@ TEST(CoreEvents, LongTextsAndAnyCodeUnitsPassUnchanged) {
   const std::wstring longText(1000000, L'x');
   // Outside the basic plane, an unpaired surrogate, and the last code unit.
   const wchar_t* const odd = L"\u00E9\U0001F600\xD800\xFFFF";
-  host->PostEvent(L"", odd, longText.c_str(), L"a1", L"a2", nullptr, L"a4", L"a5", L"", L"a7");
+  host->PostEvent(L"", odd, longText.c_str(), L"a1", L"a2", L"a3", L"a4", L"a5", L"a6", L"a7");
   EXPECT_THAT(
       host.Drain(),
-      ElementsAre(Event{L"", odd, {longText, L"a1", L"a2", L"", L"a4", L"a5", L"", L"a7"}}));
+      ElementsAre(Event{L"", odd, {longText, L"a1", L"a2", L"a3", L"a4", L"a5", L"a6", L"a7"}}));
 }
 
 TEST(CoreEvents, ComeInTheOrderInWhichTheyWereQueued) {
@@ -180,6 +180,14 @@ TEST(CoreEvents, AreQueuedAndFetchedUnderTheLock) {
   EXPECT_TRUE(wasNotified);
   EXPECT_THAT(beforeTheLock, ElementsAre(0u));
   EXPECT_THAT(afterTheLock, ElementsAre(1u));
+
+  host.Notifications().SetInsideCall({});
+  isInside = true;
+  host.Post(L"s", L"n");
+  isInside = false;
+  // The other one was faster.
+  EXPECT_EQ(host->GetNextEvent(), nullptr);
+  EXPECT_THAT(beforeTheLock, ElementsAre(0u, 1u));
 }
 
 TEST(CoreEvents, OfTwoLaunchersDoNotMix) {
