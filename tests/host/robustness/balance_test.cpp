@@ -70,8 +70,8 @@ INSTANTIATE_TEST_SUITE_P(Sections, BalanceOfSection,
                                          Kept{"pipe", 0}, Kept{"ping", 0}, Kept{"query", 0}),
                          [](const auto& kept) { return std::string(kept.param.section); });
 
-TEST_F(Balance, AnEmptyLifeLeavesAFewBlocksOfEachGame) {
-  EXPECT_LE(BlocksOfAnEmptyLife(), kGrowthTimes * 7 * 3);
+TEST_F(Balance, AnEmptyLifeLeavesThreeBlocksOfEachGame) {
+  EXPECT_EQ(BlocksOfAnEmptyLife(), kGrowthTimes * 7 * 3);
 }
 
 TEST_F(Balance, ABatchWithoutAHelperLeavesItsPipe) {
