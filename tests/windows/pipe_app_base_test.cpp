@@ -110,8 +110,8 @@ TEST_F(PellmarAppBaseTest, DisconnectingHangsUpWithoutAnEvent) {
 
 TEST_F(PellmarAppBaseTest, ACommandIsLoggedAndQueued) {
   GenericPellmarCommand command(app, L"TEST-GAME");
-  EXPECT_EQ(LogOf([&] { command.execute("Joined", "Aldo  3"); }),
-            "GenericPellmarCommand::execute: args Aldo  3\n"
+  EXPECT_EQ(LogOf([&] { command.execute("Joined", "Aldo  %s\xFF"); }),
+            "GenericPellmarCommand::execute: args Aldo  %s\xFF\n"
             "GenericPellmarCommand::execute: Posting event to instance " +
                 PointerText(static_cast<PellmarAppBase*>(&app)) + "\n");
   EXPECT_THAT(sink.Take(), ElementsAre("TEST-GAME queued Joined Aldo"));
