@@ -272,8 +272,39 @@ INSTANTIATE_TEST_SUITE_P(AllKinds, PipeFailures,
                                          std::pair(DWORD{ERROR_INVALID_HANDLE}, "00000006"),
                                          std::pair(DWORD{ERROR_NO_DATA}, "000000e8"),
                                          std::pair(DWORD{ERROR_PIPE_NOT_CONNECTED}, "000000e9"),
+                                         std::pair(DWORD{ERROR_MORE_DATA}, "000000ea"),
                                          std::pair(DWORD{ERROR_OPERATION_ABORTED}, "000003e3"),
                                          std::pair(DWORD{0xC0DEFFEE}, "c0deffee")));
+
+// "Pending" is an answer at the start of an operation alone, "incomplete" at its end alone.
+TEST_F(PipeSteps, PendingAndIncompleteInEachOthersPlaceAreFailures) {
+  const auto expectLoss = [&](const std::string& error) {
+    ForgetLog();
+    host->PollApps();
+    EXPECT_THAT(host.Drain(), ElementsAre(GameIsGone()));
+    EXPECT_EQ(TakeLog(), "PellmarAppBase::PollPellmar: Update of AppLauncher failed with error " +
+                             error + "\n");
+  };
+  Connect();
+  pipe.FailRead(ERROR_IO_PENDING);
+  expectLoss("000003e5");
+  Connect();
+  pipe.CompleteRead("");
+  pipe.NextReadFails(ERROR_IO_INCOMPLETE);
+  expectLoss("000003e4");
+  Connect();
+  pipe.NextWriteStaysOutstanding();
+  Send(L"X");
+  pipe.FailWrite(ERROR_IO_PENDING);
+  expectLoss("000003e5");
+  Connect();
+  pipe.NextWriteStaysOutstanding();
+  Send(L"X");
+  Send(L"Y");
+  pipe.CompleteWrite();
+  pipe.NextWriteFails(ERROR_IO_INCOMPLETE);
+  expectLoss("000003e4");
+}
 
 TEST_F(PipeSteps, AfterAFailedReadNothingIsWritten) {
   Connect();

@@ -23,6 +23,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::ElementsAreArray;
+using testing::IsEmpty;
 
 using Trace = std::vector<std::string>;
 
@@ -236,14 +237,19 @@ Trace operator+(Trace first, const Trace& second) {
 
 class QueryCalls : public testing::Test {
  protected:
-  /// Runs a query to its end. Its calls and lines; the event has to hold this JSON text.
+  /// Runs a query to its end. Its calls and lines, all of them before the host is notified; the event
+  /// has to hold this JSON text.
   Trace Query(const Script& script, const std::wstring& json) {
     FakeSockets sockets(host.Module(), log, script);
+    Trace trace;
+    host.Notifications().SetInsideCall([&] { trace = sockets.TakeTrace(); });
     host->QueryServer(L"request", script.text, script.gameId, script.address, script.port);
     host->WaitForThreads();
+    host.Notifications().SetInsideCall({});
+    EXPECT_THAT(sockets.TakeTrace(), IsEmpty());
     EXPECT_THAT(host.Drain(),
                 ElementsAre(Event{L"request", L"QueryServerResult", {script.text, json}}));
-    return sockets.TakeTrace();
+    return trace;
   }
 
   /// One that ends with this status before anything was decoded.
