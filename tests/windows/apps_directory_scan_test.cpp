@@ -7,12 +7,13 @@
 #include "apps/directory_scan.h"
 #include "apps/file_text.h"
 #include "tests/support/import_redirector.h"
-#include "tests/support/stream_capture.h"
+#include "tests/support/log_of.h"
 #include "tests/support/temp_directory.h"
 
 namespace launcher {
 namespace {
 
+using test_support::LogOf;
 using test_support::StreamCapture;
 using test_support::TempDirectory;
 using testing::ElementsAre;
@@ -47,6 +48,16 @@ TEST(ReadDirectoryNames, FailureLaterIsLoggedBeforeTheEndAndKeepsTheNames) {
             "BaseApp::ReadDirectoryNames: Error: 64 reading directories from path: "
             "C:\\g\\\\Update\n");
   EXPECT_EQ(log.Text(), logAtClose);
+}
+
+TEST(ReadDirectoryNames, DirectoryThatCannotBeReadIsEmptyWithoutALine) {
+  for (const DWORD error : {DWORD{ERROR_PATH_NOT_FOUND}, DWORD{ERROR_ACCESS_DENIED}}) {
+    IMPORT_HOOK(FindFirstFileW) first(ThisProgram());
+    first.FailAlways(INVALID_HANDLE_VALUE, error);
+    IMPORT_HOOK(FindClose) close(ThisProgram());
+    EXPECT_EQ(LogOf([] { EXPECT_TRUE(ReadDirectoryNames(L"C:\\g").empty()); }), "") << error;
+    EXPECT_EQ(close.CallCount(), 0U);
+  }
 }
 
 std::wstring TextOfFile(std::string_view bytes) {

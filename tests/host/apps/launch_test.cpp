@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <utility>
@@ -257,6 +258,10 @@ TEST(AppsLaunch, StarterIsLaunchedInPlaceOfTheHostsExecutable) {
       "BaseApp::IsProcessesRunning: Found no match, game is not running\n";
   EXPECT_THAT(LogOf([&] { EXPECT_FALSE(host->IsRunning(L"TAVR-GAME")); }), EndsWith(scanLines));
   EXPECT_THAT(LogOf([&] { EXPECT_FALSE(host->Kill(L"TAVR-GAME", false)); }), EndsWith(scanLines));
+
+  std::filesystem::remove(program);
+  EXPECT_FALSE(host->Launch(L"TAVR-GAME", L"-x", true, L"", L"", L"", L""));
+  EXPECT_EQ(shell.Calls().size(), 1U);
 }
 
 TEST(AppsLaunch, StarterOfAGameThatIsNotInstalledIsNotLaunched) {

@@ -233,6 +233,9 @@ TEST(AppsStoreSettingsName, IsComputedWhateverWasSet) {
   folder.WriteSettings(R"(<s><e key="LocalHostEnabled" value="false"/></s>)");
   host->SetParameter(kId, kSetting, L"set by the host");
   EXPECT_EQ(host.GetParameter(kId, kSetting), L"false");
+  // A game's is a parameter like any other.
+  host->SetParameter(L"SOLANO-GAME", kSetting, L"set by the host");
+  EXPECT_EQ(host.GetParameter(L"SOLANO-GAME", kSetting), L"set by the host");
 }
 
 }  // namespace

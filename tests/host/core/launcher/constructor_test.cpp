@@ -87,6 +87,10 @@ TEST_F(CoreDebugConsole, OpensForAValueThatBeginsWithTheDigitOne) {
 TEST_F(CoreDebugConsole, StaysClosedForEveryOtherValue) {
   const std::optional<std::wstring> values[] = {std::nullopt, L"",     L"0",      L"01", L" 1",
                                                 L"2",         L"true", L"\uFF11", L"-1", L"I"};
+  // Each launcher asks anew.
+  CreateWith(L"1");
+  host.Destroy();
+  console.steps.clear();
   for (const auto& value : values) {
     const std::string lines = CreateWith(value);
     EXPECT_THAT(console.steps, IsEmpty()) << Narrow(value.value_or(L"unset"));
@@ -108,8 +112,11 @@ TEST(CoreConstructor, WritesTheProcessIdentifierWithoutALineEndToStandardOutput)
   DllHost host(DllHost::Creation::kLater);
   StreamCapture output(StreamCapture::Stream::kOutput);
   host.Create();
+  host.Destroy();
+  host.Create();
   output.Stop();
-  EXPECT_EQ(output.Text(), "Plugin process ID: " + std::to_string(GetCurrentProcessId()));
+  const std::string text = "Plugin process ID: " + std::to_string(GetCurrentProcessId());
+  EXPECT_EQ(output.Text(), text + text);
 }
 
 TEST(CoreConstructor, WritesItsAddressesAndItsThreadToStandardError) {
@@ -181,7 +188,7 @@ TEST(CoreBroadcast, IsHeardByATopLevelWindowOncePerLauncher) {
   EXPECT_FALSE(window.WaitForMessage(identifier, 0).has_value());
 }
 
-// Also under the identifier 0 of a message that could not be registered.
+// For each launcher. Also under the identifier 0 of a message that could not be registered.
 TEST(CoreBroadcast, GoesToAllTopLevelWindowsUnderTheIdentifierThatTheSystemGave) {
   for (const UINT identifier : {0xC123u, 0u}) {
     DllHost host(DllHost::Creation::kLater);
@@ -194,9 +201,12 @@ TEST(CoreBroadcast, GoesToAllTopLevelWindowsUnderTheIdentifierThatTheSystemGave)
     IMPORT_HOOK(PostMessageW) posts(host.Module());
     posts.FailAlways(TRUE);
     host.Create();
-    EXPECT_THAT(names, ElementsAre(std::wstring(kMessageName)));
-    EXPECT_THAT(posts.Calls(), ElementsAre(std::make_tuple(reinterpret_cast<HWND>(0xFFFF),
-                                                           identifier, WPARAM{5}, LPARAM{0})));
+    host.Destroy();
+    host.Create();
+    EXPECT_THAT(names, ElementsAre(kMessageName, kMessageName));
+    const auto broadcast =
+        std::tuple(reinterpret_cast<HWND>(0xFFFF), identifier, WPARAM{5}, LPARAM{0});
+    EXPECT_THAT(posts.Calls(), ElementsAre(broadcast, broadcast));
   }
 }
 
