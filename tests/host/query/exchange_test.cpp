@@ -69,14 +69,16 @@ std::pair<std::wstring, std::string> Fail(DllHost& host, const wchar_t* gameId,
   return {StatusOf(event), Lines(log.Text()).back()};
 }
 
-// No name is looked up.
+// No name is looked up, and what is no address is the system's to refuse.
 TEST(QueryExchange, BadAddressFailsToConnect) {
   DllHost host;
+  IMPORT_HOOK(connect) connects(host.Module());
   for (const wchar_t* const address : {L"localhost", L"not.an.address", L"127.0.0.256", L"::1"}) {
     const auto [status, line] = Fail(host, L"1", address, 9);
     EXPECT_EQ(status, L"ERROR_CONNECT_FAILED");
     EXPECT_THAT(line, StartsWith("AppLauncher::QueryThreadProc: connect() failed with 0000"));
   }
+  EXPECT_EQ(connects.CallCount(), 4U);
 }
 
 TEST(QueryExchange, WithoutASocketBindingFails) {
