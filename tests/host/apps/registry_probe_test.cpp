@@ -281,8 +281,9 @@ TEST_F(AppsRegistryProbe, OtherExecutableSurvives) {
 
 TEST_F(AppsRegistryProbe, PathOfTheExecutableIsCutTo259Characters) {
   const GameInstallation game;
-  host->SetParameter(kBrennaId, L"binaryName", std::wstring(300, L'b').c_str());
-  const std::string path = Narrow(game.InstallDir()) + std::string(300, 'b');
+  const std::size_t length = 260 - game.InstallDir().size();
+  host->SetParameter(kBrennaId, L"binaryName", std::wstring(length, L'b').c_str());
+  const std::string path = Narrow(game.InstallDir()) + std::string(length, 'b');
   EXPECT_THAT(Probe(false), EndsWith("AshgroveApp::_SetupGame: stat() failed, for path " +
                                      path.substr(0, 259) + " with error 2)\n"));
 }
