@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "gamepipe/generic_pellmar_command.h"
 #include "tests/support/log_of.h"
@@ -30,6 +31,13 @@ class TestApp final : public PellmarAppBase {
   using PellmarAppBase::client;
   using PellmarAppBase::PellmarAppBase;
   using PellmarAppBase::shuttingDown;
+
+  void QueueEvent(EventPtr event) override {
+    ++queueCount;
+    PellmarAppBase::QueueEvent(std::move(event));
+  }
+
+  int queueCount = 0;
 };
 
 // After the destructors, in this order.
@@ -114,6 +122,7 @@ TEST_F(PellmarAppBaseTest, ACommandIsLoggedAndQueued) {
             "GenericPellmarCommand::execute: args Aldo  %s\xFF\n"
             "GenericPellmarCommand::execute: Posting event to instance " +
                 PointerText(static_cast<PellmarAppBase*>(&app)) + "\n");
+  EXPECT_EQ(app.queueCount, 1);
   EXPECT_THAT(sink.Take(), ElementsAre("TEST-GAME queued Joined Aldo"));
 }
 
