@@ -26,7 +26,7 @@ constexpr std::wstring_view StatusText(QueryStatus status) {
   using namespace std::string_view_literals;
   switch (status) {
     case QueryStatus::kNone:
-      return L""sv;
+      break;
     case QueryStatus::kSuccess:
       return L"SUCCESS"sv;
     case QueryStatus::kConnectFailed:
@@ -48,7 +48,7 @@ constexpr std::wstring_view StatusText(QueryStatus status) {
     case QueryStatus::kUnknownGameMode:
       return L"UNKNOWN_GAME_MODE"sv;
   }
-  return {};
+  return L""sv;
 }
 
 }  // namespace launcher

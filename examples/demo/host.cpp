@@ -1,6 +1,7 @@
 #include "examples/demo/host.h"
 
 #include <stdexcept>
+#include <utility>
 
 #include "examples/demo/console.h"
 
@@ -63,7 +64,7 @@ Event Host::WaitForEvent(const std::string& description,
   for (;;) {
     FetchEvents();
     while (!events.empty()) {
-      const Event event = events.front();
+      Event event = std::move(events.front());
       events.pop_front();
       PrintEvent(event);
       if (fits(event)) return event;

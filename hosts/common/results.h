@@ -24,7 +24,7 @@ using launcher_host::Team;
 /// difference between a time of less than a millisecond and no time at all.
 inline constexpr char kImpossibleAddress[] = "256.0.0.1";
 
-struct PingTime {
+struct PingAnswer {
   std::string address;
   std::optional<std::uint32_t> milliseconds;  // nothing for an address that did not answer
 };
@@ -32,7 +32,7 @@ struct PingTime {
 struct PingResult {
   /// Whether the helper has written times. It is missing, does not start or does not answer when not.
   bool hasTimes = false;
-  std::vector<PingTime> times;  // without that of the impossible address
+  std::vector<PingAnswer> times;  // without that of the impossible address
 };
 
 /// What a server reports, and how far it can be believed. The launcher writes the texts of strangers

@@ -142,6 +142,7 @@ inline bool Same(const wchar_t* left, const wchar_t* right) {
 
 /// Whether it is the identifier of one of the eight applications.
 inline bool IsApplication(const wchar_t* id) {
+  // Not std::any_of, for want of a standard library. NOLINTNEXTLINE(readability-use-anyofallof)
   for (const wchar_t* const known : app::kAll) {
     if (Same(id, known)) return true;
   }
@@ -186,6 +187,7 @@ inline std::string DescribeError(unsigned long code, std::string_view subject = 
 /// temporary that lives for one call.
 class Text {
  public:
+  // NOLINTBEGIN(google-explicit-constructor): so that a host writes "BRENNA-GAME" where it goes.
   Text(const wchar_t* wide) : pointer(wide) {}
 #if LAUNCHER_HPP_HOSTED
   Text(const std::wstring& wide) : pointer(wide.c_str()) {}
@@ -193,6 +195,7 @@ class Text {
   Text(const std::string& utf8) : Text(std::string_view(utf8)) {}
   Text(const char* utf8) : Text(std::string_view(utf8)) {}
 #endif
+  // NOLINTEND(google-explicit-constructor)
   Text(const Text&) = delete;
   Text& operator=(const Text&) = delete;
 
@@ -453,6 +456,7 @@ class Launcher {
     std::vector<std::wstring> texts;
     for (const auto& address : addresses) texts.emplace_back(Text(address).Wide());
     std::vector<const wchar_t*> pointers;
+    pointers.reserve(texts.size());
     for (const std::wstring& text : texts) pointers.push_back(text.c_str());
     return PingBatch(batchId, pointers.data(), pointers.size());
   }

@@ -21,20 +21,24 @@ CHECKS_TOGETHER = "--checks=-readability-duplicate-include"
 
 
 def read_sources(build, folders):
-    """Options of the compiler -> sources that are compiled with them."""
-    groups = {}
+    """Options of the compiler -> sources to be checked with them. Two sets do for all: of what differs from target
+    to target only the macro that exports the launcher's symbols changes what a source means."""
+    sources, options = {}, {}
     for entry in json.loads((build / "compile_commands.json").read_text()):
         source = pathlib.Path(entry["file"])
         if not source.is_relative_to(pathlib.Path.cwd()) or source.suffix != ".cpp":
             continue
         source = source.relative_to(pathlib.Path.cwd())
-        if source.parts[0] not in folders:
+        if source.parts[0] not in folders or source in sources:
             continue
-        words = shlex.split(entry["command"])
+        words = shlex.split(entry["command"].replace("-isystem ", "-isystem"))
+        exports = "-DLAUNCHER_BUILDING_DLL" in words
+        sources[source] = exports
         # After -o come object and source. How much is optimised makes no difference here.
-        options = tuple(w for w in words[1:words.index("-o")] if not w.startswith("-O"))
-        groups.setdefault(options, set()).add(source)
-    return {options: sorted(sources) for options, sources in groups.items()}
+        used = [w for w in words[1:words.index("-o")] if not w.startswith(("-O", "-std="))]
+        options.setdefault(exports, {}).update(dict.fromkeys(used))
+    return {(*options[exports], "-std=c++20"): sorted(s for s in sources if sources[s] == exports)
+            for exports in options}
 
 
 def concatenate(sources, unit):

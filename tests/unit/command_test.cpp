@@ -32,10 +32,13 @@ class NotingCommand : public PellmarCommand {
   Calls& calls;
 };
 
-TEST(PellmarCommand, AnswersItsQuestionsWithFalse) {
-  const PellmarCommand command("JoinGame", "a b");
+TEST(PellmarCommand, AnswersItsQuestionsWithFalseAndDoesNothing) {
+  PellmarCommand command("JoinGame", "a b");
   EXPECT_FALSE(command.isQuery());
   EXPECT_FALSE(command.isReply());
+  command.execute("LeaveGame", "c");
+  EXPECT_EQ(command.name, "JoinGame");
+  EXPECT_EQ(command.args, "a b");
 }
 
 TEST(CommandHandler, RegisteredNamesGoToTheirCommandsOthersToTheDefault) {

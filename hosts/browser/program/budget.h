@@ -27,8 +27,8 @@ class Budget {
   void Take(std::size_t bytes) { left -= bytes; }
 
  private:
-  static constexpr ULONGLONG kMost = 1024 * 1024;
-  static constexpr ULONGLONG kPerSecond = 8 * 1024;
+  static constexpr ULONGLONG kMost = 1ULL << 20;
+  static constexpr ULONGLONG kPerSecond = 8ULL << 10;
   static constexpr ULONGLONG kMillisecondsPerSecond = 1000;
 
   std::size_t left = kMost;
