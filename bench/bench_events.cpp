@@ -104,6 +104,7 @@ void RunRound(Queue& queue, int posters) {
     return;
   }
   std::vector<std::thread> threads;
+  threads.reserve(static_cast<std::size_t>(posters));
   for (int poster = 0; poster < posters; ++poster) {
     threads.emplace_back([&] {
       for (int i = 0; i < kEventsInRound / posters; ++i) queue.Post();

@@ -66,7 +66,7 @@ std::vector<std::uint8_t> MakeResponse(unsigned int playersInTeam) {
   response.Number(playersInTeam, 1);
   response.Number(1, 1);  // faction of the second team
   for (unsigned int i = 0; i < 2 * playersInTeam; ++i) {
-    response.Number(100000000000 + i * 7919, 8);
+    response.Number(100000000000 + i * 7919ULL, 8);
     response.Text("Player_" + std::to_string(10 + i) + "_x");
     response.Text("TAG");
     response.Number(100 + i, 2);

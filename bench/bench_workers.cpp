@@ -140,6 +140,7 @@ DWORD WINAPI BareThread(void* context) {
 void RunBareQueries(int count, unsigned int port) {
   BareQuery query = {port};
   std::vector<HANDLE> threads;
+  threads.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) {
     threads.push_back(CreateThread(nullptr, 0, BareThread, &query, 0, nullptr));
   }

@@ -64,7 +64,8 @@ Comparison Compare(const Baseline& baseline, int baselineRepetitions, const Subj
 /// Where the rows go.
 inline std::FILE* Rows() {
   static std::FILE* const rows = [] {
-    const char* const path = std::getenv("BENCH_ROWS");
+    // Nothing here changes the environment.
+    const char* const path = std::getenv("BENCH_ROWS");  // NOLINT(concurrency-mt-unsafe)
     return path == nullptr ? stdout : std::fopen(path, "ab");
   }();
   return rows;

@@ -48,7 +48,7 @@ std::unique_ptr<PingContext> MakePingContext(EventSink& sink, const wchar_t* bat
   infos.reserve(count);
   for (unsigned long long i = 0; i < count; ++i) {
     LogLine(L"%s: Creating PingInfo for %s\n", L"AppLauncher::PingBatch", addresses[i]);
-    infos.push_back({addresses[i], 0});
+    infos.push_back({addresses[i]});
   }
   return std::unique_ptr<PingContext>(new PingContext{sink, std::move(infos), batchId});
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <ranges>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -33,6 +34,17 @@ void CheckRegistry(LSTATUS status, const std::wstring& path) {
   throw std::runtime_error(message);
 }
 
+void SetValue(const std::wstring& path, const std::wstring& name, const std::wstring& value) {
+  HKEY key = nullptr;
+  CheckRegistry(
+      RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_WRITE | KEY_WOW64_32KEY, &key), path);
+  const LSTATUS status =
+      RegSetValueExW(key, name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
+                     static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
+  RegCloseKey(key);
+  CheckRegistry(status, path);
+}
+
 }  // namespace
 
 Stage::Stage(std::filesystem::path directory) : workDirectory(std::move(directory)) {
@@ -40,8 +52,8 @@ Stage::Stage(std::filesystem::path directory) : workDirectory(std::move(director
 }
 
 Stage::~Stage() {
-  for (auto key = createdKeys.rbegin(); key != createdKeys.rend(); ++key) {
-    RegDeleteKeyExW(HKEY_LOCAL_MACHINE, key->c_str(), KEY_WOW64_32KEY, 0);
+  for (const std::wstring& key : std::views::reverse(createdKeys)) {
+    RegDeleteKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), KEY_WOW64_32KEY, 0);
   }
   RemoveFiles();
 }
@@ -107,18 +119,6 @@ void Stage::CreateKey(const std::wstring& path) {
                                " exists: the demonstration leaves a real installation alone");
     }
   }
-}
-
-void Stage::SetValue(const std::wstring& path, const std::wstring& name,
-                     const std::wstring& value) {
-  HKEY key = nullptr;
-  CheckRegistry(
-      RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_WRITE | KEY_WOW64_32KEY, &key), path);
-  const LSTATUS status =
-      RegSetValueExW(key, name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
-                     static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
-  RegCloseKey(key);
-  CheckRegistry(status, path);
 }
 
 void Stage::RemoveFiles() {

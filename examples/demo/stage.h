@@ -31,7 +31,6 @@ class Stage {
 
  private:
   void CreateKey(const std::wstring& path);
-  void SetValue(const std::wstring& path, const std::wstring& name, const std::wstring& value);
   void RemoveFiles();
 
   const std::filesystem::path workDirectory;

@@ -188,7 +188,7 @@ class QueryLines : public ResultLines<StateBeingRead> {
 
   void AddBreach(int section, int to) {
     int at = AddSectionHead(section, "breach");
-    const auto addSide = [&](std::string_view line, std::string name,
+    const auto addSide = [&](std::string_view line, const std::string& name,
                              std::initializer_list<Count> counts, std::string_view closing) {
       at = Add(at, line, kNoValue, "", [name](StateBeingRead& state, std::string_view) {
         state.modeRows.push_back({name, {}});
@@ -402,6 +402,7 @@ ServerState ReadQueryResult(const std::string& text) {
   state.suspicious = std::any_of(found.begin(), found.end(),
                                  [](const FoundLine& line) { return HasLineEnd(line.value); });
   state.ambiguous = !state.suspicious && IsAmbiguous(lines, found);
+  // Without what is needed while reading. NOLINTNEXTLINE(cppcoreguidelines-slicing)
   return state;
 }
 

@@ -39,6 +39,7 @@
 #if LAUNCHER_HPP_HOSTED
 #include <cstddef>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -454,6 +455,7 @@ class Launcher {
   template <typename Addresses>
   bool PingBatch(const Text& batchId, const Addresses& addresses) {
     std::vector<std::wstring> texts;
+    texts.reserve(std::size(addresses));
     for (const auto& address : addresses) texts.emplace_back(Text(address).Wide());
     std::vector<const wchar_t*> pointers;
     pointers.reserve(texts.size());

@@ -1,4 +1,5 @@
-"""tidy.py BUILD_FOLDER JOBS FOLDER...: clang-tidy on all sources of these folders.
+"""tidy.py BUILD_FOLDER JOBS CHECKS FOLDER...: clang-tidy on all sources of these folders. CHECKS is added to those of
+.clang-tidy, and may be empty.
 
 Nearly all of its time goes into the headers of Windows and of the C++ library, over again for each source. So
 sources with the same options are checked together, as one concatenated file. Only the sources
@@ -17,7 +18,7 @@ import sys
 
 TOGETHER = 16
 # Headers that several files include are no mistake of a concatenation.
-CHECKS_TOGETHER = "--checks=-readability-duplicate-include"
+NOT_TOGETHER = ",-readability-duplicate-include"
 
 
 def read_sources(build, folders):
@@ -42,15 +43,35 @@ def read_sources(build, folders):
 
 
 def concatenate(sources, unit):
-    unit.write_text("".join(f'#line 1 "{s}"\n{s.read_text()}\n' for s in sources))
+    """Several programs fit into one file, each with a `main` of another name."""
+    unit.write_text("".join(f'#define main main_of_{i}\n#line 1 "{source}"\n{source.read_text()}\n#undef main\n'
+                            for i, source in enumerate(sources)))
+
+
+MESSAGE = re.compile(r"^([^:\n]+):(\d+):\d+: (error|warning|note): ", re.MULTILINE)
+
+
+def is_in_header(unit, findings):
+    """Whether a finding is in a header of this project's."""
+    return any(kind != "note" and pathlib.Path(file).is_relative_to(pathlib.Path.cwd())
+               and pathlib.Path(file).name != unit.name for file, _, kind in MESSAGE.findall(findings))
+
+
+def sources_of(unit, findings):
+    """The sources that findings in a concatenation are about; clang-tidy counts the lines of the whole."""
+    lines = unit.read_text().splitlines()
+    found = {int(number) for file, number, _ in MESSAGE.findall(findings) if pathlib.Path(file).name == unit.name}
+    begins = {next(line for line in reversed(lines[:number]) if line.startswith("#line 1 ")) for number in found}
+    return [pathlib.Path(begin.split('"')[1]) for begin in sorted(begins)]
 
 
 class Tidy:
-    def __init__(self, folder):
+    def __init__(self, folder, checks):
         self.folder = folder
+        self.checks = checks
         folder.mkdir(parents=True, exist_ok=True)
         self.state = pathlib.Path(".clang-tidy").read_bytes() + subprocess.run(
-            ["clang-tidy", "--version"], check=True, capture_output=True).stdout
+            ["clang-tidy", "--version"], check=True, capture_output=True).stdout + checks.encode()
 
     def unit_of(self, sources):
         name = hashlib.sha1(" ".join(map(str, sources)).encode()).hexdigest()[:16]
@@ -76,30 +97,29 @@ class Tidy:
 
     def check(self, sources, options):
         """Whether there is nothing to report; prints what there is."""
-        unit, extra = sources[0], []
+        unit, checks = sources[0], self.checks
         if len(sources) > 1:
-            unit, extra = self.unit_of(sources), [CHECKS_TOGETHER]
+            unit, checks = self.unit_of(sources), self.checks + NOT_TOGETHER
             concatenate(sources, unit)
         text = subprocess.run(["clang++", *options, "-E", str(unit)], capture_output=True).stdout
         clean = self.folder / hashlib.sha1(self.state + repr(options).encode() + text).hexdigest()
         if clean.exists():
             return True
-        run = subprocess.run(["clang-tidy", "--quiet", *extra, str(unit), "--", *options],
+        run = subprocess.run(["clang-tidy", "--quiet", f"--checks={checks}", str(unit), "--", *options],
                              capture_output=True, text=True)
         if run.returncode == 0:
             clean.touch()
             return True
-        if len(sources) == 1:
+        if len(sources) == 1 or is_in_header(unit, run.stdout):
             print(run.stdout, flush=True)
             return False
         # Each by itself: what only the concatenation makes a finding is none.
-        named = [source for source in sources if f"{source}:" in run.stdout] or sources
-        return all([self.check([source], options) for source in named])
+        return all([self.check([source], options) for source in sources_of(unit, run.stdout) or sources])
 
 
 def main():
-    build, jobs, folders = pathlib.Path(sys.argv[1]), int(sys.argv[2]), sys.argv[3:]
-    tidy = Tidy(build / "tidy")
+    build, jobs, checks, folders = pathlib.Path(sys.argv[1]), int(sys.argv[2]), sys.argv[3], sys.argv[4:]
+    tidy = Tidy(build / "tidy", checks)
     with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
         groups = pool.map(lambda item: list(tidy.group(item[1], item[0])),
                           read_sources(build, folders).items())

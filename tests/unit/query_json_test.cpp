@@ -141,13 +141,13 @@ TEST(QueryJson, Sections) {
        L"    \"2\":\n    {\n"
        L"          \"kills\": 65535,\n          \"killsMax\": 100\n        }\n"
        L"  },\n"},
-      {[](QueryResult& result) { result.breach = {65, 66, 300, 65535, 67, 255}; },
+      {[](QueryResult& result) { result.breach = {65, 66, 300, 65535, 255, 1}; },
        L"  \"breach\": \n  {\n"
        L"    \"attackers\": \n    {\n"
        L"          \"team\": 65,\n          \"tickets\": 300,\n          \"ticketsMax\": 65535\n"
        L"    },\n"
        L"    \"defenders\": \n    {\n"
-       L"          \"team\": 66,\n          \"bases\": 67,\n          \"basesMax\": 255\n"
+       L"          \"team\": 66,\n          \"bases\": 255,\n          \"basesMax\": 1\n"
        L"    }\n"
        L"  },\n"},
       {[](QueryResult& result) { result.breach = {1, 2, 75, 100, 3, 0}; }, L""},

@@ -134,7 +134,7 @@ class GameDoctor {
 
   // As the launcher chooses it.
   std::string ExecutableName() {
-    const std::string name = Parameter("binaryName");
+    std::string name = Parameter("binaryName");
     if (!name.empty()) return name;
     const bool isFaked = GetEnvironmentVariableW(L"KOVLAUNCH_FAKE_X86", nullptr, 0) > 0;
     if (isFaked) {

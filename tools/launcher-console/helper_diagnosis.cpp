@@ -34,7 +34,7 @@ void ExplainMissingFolder(const std::string& key, Findings& findings) {
 
 std::string InstallationFolder(Findings& findings) {
   if (GetEnvironmentVariableW(kInstallationVariable, nullptr, 0) > 0) {
-    const std::string folder = host::ToUtf8(host::EnvironmentText(kInstallationVariable));
+    std::string folder = host::ToUtf8(host::EnvironmentText(kInstallationVariable));
     Add(findings, Level::kOk, "the installation folder is " + folder + ", from KOVLAUNCH_INSTDIR");
     return folder;
   }

@@ -147,10 +147,11 @@ class Ping {
           return measured == open.size();
         },
         [&](std::chrono::milliseconds elapsed) {
-          constexpr double kSecond = 1000;
+          constexpr double kTenthsPerSecond = 10;
+          const auto tenths = elapsed.count() / 100;
           session.Out().Progress(
               "pinging: " + std::to_string(measured) + " of " + std::to_string(open.size()) + ", " +
-              ShortDecimal(static_cast<double>(elapsed.count() / 100) * 100 / kSecond) + " s");
+              ShortDecimal(static_cast<double>(tenths) / kTenthsPerSecond) + " s");
         });
     if (!isComplete) {
       throw CommandError(ExitCode::kEnvironment,

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "hosts/common/known_applications.h"
 #include "hosts/common/launcher_client.h"
@@ -24,8 +25,8 @@ struct GlobalOptions {
 
 class Session {
  public:
-  Session(const GlobalOptions& globalOptions, Output& standardOutput, Output& standardError)
-      : options(globalOptions), out(standardOutput), errors(standardError) {}
+  Session(GlobalOptions globalOptions, Output& standardOutput, Output& standardError)
+      : options(std::move(globalOptions)), out(standardOutput), errors(standardError) {}
 
   bool IsJson() const { return options.json; }
   Output& Out() { return out; }

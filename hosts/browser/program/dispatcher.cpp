@@ -38,9 +38,10 @@ Json ToJson(const host::PingResult& result) {
 }
 
 Json ArgumentsOf(const host::Event& event) {
+  std::size_t count = event.arguments.size();
+  while (count > 0 && event.arguments[count - 1].empty()) --count;
   Json arguments = Json::array();
-  for (const std::string& argument : event.arguments) arguments.push_back(argument);
-  while (!arguments.empty() && arguments.back() == "") arguments.erase(arguments.size() - 1);
+  for (std::size_t i = 0; i < count; ++i) arguments.push_back(event.arguments[i]);
   return arguments;
 }
 

@@ -39,8 +39,10 @@ TEST_F(CoreLog, WritesWideTextAsUtf8) {
   EXPECT_EQ(Logged(L"\x01\x7F\u0080\u07FF\u0800\uD7FF\uE000\uFFFF\U00010000\U0010FFFF"),
             Line("\x01\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBF"
                  "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"));
+  EXPECT_EQ(Logged(L"\u0080"), Line("\xC2\x80"));
   // Surrogates without a partner.
   EXPECT_EQ(Logged(L"\xD800x\xDC00\xDBFF"), Line("\xEF\xBF\xBDx\xEF\xBF\xBD\xEF\xBF\xBD"));
+  EXPECT_EQ(Logged(L"\xDBFF\uE000"), Line("\xEF\xBF\xBD\xEE\x80\x80"));
 }
 
 TEST_F(CoreLog, DoesNotInterpretTheTextsItWrites) {
