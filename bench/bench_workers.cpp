@@ -10,6 +10,8 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,7 +21,11 @@
 
 namespace {
 
-constexpr DWORD kPatienceMsec = 20000;
+void Require(bool isDone) {
+  if (isDone) return;
+  std::fprintf(stderr, "error: a socket cannot be set up (%d)\n", WSAGetLastError());
+  std::abort();
+}
 
 // ---- A game server ---------------------------------------------------------------------------
 
@@ -32,7 +38,7 @@ class GameServer {
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+    Require(bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0);
     int size = sizeof(address);
     getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size);
     port = ntohs(address.sin_port);
@@ -127,10 +133,10 @@ DWORD WINAPI BareThread(void* context) {
   const SOCKET socket = ::socket(AF_INET, SOCK_DGRAM, 0);
   sockaddr_in address = {};
   address.sin_family = AF_INET;
-  bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+  Require(bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0);
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   address.sin_port = htons(static_cast<u_short>(query.port));
-  connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+  Require(connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0);
   constexpr char kRequest[19] = {-1, -1, -1, -1, 'Q', 'P', '_'};
   if (BareStep(socket, address, kRequest, 15)) BareStep(socket, address, kRequest, 19);
   closesocket(socket);

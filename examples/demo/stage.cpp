@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <ranges>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -52,8 +51,8 @@ Stage::Stage(std::filesystem::path directory) : workDirectory(std::move(director
 }
 
 Stage::~Stage() {
-  for (const std::wstring& key : std::views::reverse(createdKeys)) {
-    RegDeleteKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), KEY_WOW64_32KEY, 0);
+  for (auto key = createdKeys.rbegin(); key != createdKeys.rend(); ++key) {
+    RegDeleteKeyExW(HKEY_LOCAL_MACHINE, key->c_str(), KEY_WOW64_32KEY, 0);
   }
   RemoveFiles();
 }
