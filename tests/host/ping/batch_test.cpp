@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <map>
 #include <optional>
 #include <string>
@@ -15,6 +16,8 @@
 #include "tests/support/ping_helper.h"
 #include "tests/support/stream_capture.h"
 #include "tests/support/text.h"
+// After the Windows headers that it relies on.
+#include <objbase.h>
 
 namespace test_support {
 namespace {
@@ -133,6 +136,37 @@ TEST(PingBatch, DurationIsUnsignedAndRightWhenTheTickCounterWraps) {
               "AppLauncher::PingThreadWrap: Ping took " + std::string(shown) + " msec");
     EXPECT_EQ(counter.CallCount(), 2U);
   }
+}
+
+TEST(PingBatch, ThreadFreesItsContextFirst) {
+  DllHost host;
+  const PingHelper helper(host.Module(), PingReply({7}));
+  std::atomic<void*> context = nullptr;
+  std::vector<std::string> steps;
+  IMPORT_HOOK(CreateThread) creates(host.Module());
+  creates.SetReplacement([&](SECURITY_ATTRIBUTES* security, SIZE_T stackSize,
+                             LPTHREAD_START_ROUTINE procedure, void* argument, DWORD flags,
+                             DWORD* id) {
+    context = argument;
+    return creates.CallOriginal(security, stackSize, procedure, argument, flags, id);
+  });
+  ImportHook<"free", void(void*)> frees(host.Module());
+  frees.SetReplacement([&](void* memory) {
+    void* expected = memory;
+    if (memory != nullptr && context.compare_exchange_strong(expected, nullptr)) {
+      steps.emplace_back("free");
+    }
+    frees.CallOriginal(memory);
+  });
+  IMPORT_HOOK(CoCreateGuid) names(host.Module());
+  names.SetReplacement([&](GUID* name) {
+    steps.emplace_back("name");
+    return names.CallOriginal(name);
+  });
+  const wchar_t* const addresses[] = {L"10.0.0.1"};
+  host->PingBatch(L"batch", addresses, 1);
+  host->WaitForThreads();
+  EXPECT_THAT(steps, ElementsAre("free", "name"));
 }
 
 TEST(PingBatch, DurationIsTakenWhenTheRecordsAreFreed) {
