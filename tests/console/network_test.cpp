@@ -54,6 +54,9 @@ TEST_F(ConsolePing, TellsWhoDoesNotAnswer) {
             "127.255.255.255  no answer\n"
             "\n"
             "0 of 1 answered\n");
+  const ConsoleRun some = Run(L"ping 127.255.255.255 127.0.0.1");
+  EXPECT_EQ(some.exitCode, 1U);
+  EXPECT_EQ(CountOf(some.output, "1 of 2 answered; "), 1U) << some.output;
 }
 
 // All times are 0 then, which are no answers.
